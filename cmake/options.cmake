@@ -1,0 +1,18 @@
+# One interface target carries every compile and link flag of our own code, so that
+# third-party sources (the test framework) are built with the ABI flags only.
+
+if(ZEB_32BIT)
+  add_compile_options(-m32 -msse2 -mfpmath=sse)
+  add_link_options(-m32)
+endif()
+if(ZEB_SANITIZE)
+  add_compile_options(-fsanitize=${ZEB_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZEB_SANITIZE})
+  if(ZEB_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+add_library(zeb_options INTERFACE)
+target_compile_options(zeb_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wno-unused-parameter
+  $<$<BOOL:${ZEB_WERROR}>:-Werror>)
