@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Set-up, build and every test: native, with AddressSanitizer and UndefinedBehaviorSanitizer, with
+# ThreadSanitizer, and as 32-bit.
+#   --quick            only the native build
+#   --preset NAME      only this one (release, asan, tsan, i386); may be repeated
+#   --no-setup         install nothing
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+presets=()
+setup=yes
+while [ $# -gt 0 ]; do
+    case $1 in
+    --quick) presets=(release) ;;
+    --preset)
+        presets+=("${2:?--preset wants a name}")
+        shift
+        ;;
+    --no-setup) setup=no ;;
+    -h | --help)
+        sed -n '2,6s/^# \{0,1\}//p' "$0"
+        exit 0
+        ;;
+    *)
+        echo "test.sh: unknown option '$1' (see --help)" >&2
+        exit 2
+        ;;
+    esac
+    shift
+done
+[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan i386)
+[ $setup = no ] || scripts/setup.sh
+
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
+
+failed=()
+for preset in "${presets[@]}"; do
+    started=$SECONDS
+    echo
+    echo "=== $preset: build"
+    cmake --preset "$preset"
+    cmake --build --preset "$preset"
+    echo "=== $preset: tests"
+    # ThreadSanitizer has something to say only where threads meet.
+    selection=()
+    [ "$preset" != tsan ] || selection=(-L threads)
+    ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
+        failed+=("$preset")
+    echo "=== $preset: $((SECONDS - started)) s"
+done
+
+echo
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "FAILED in: ${failed[*]}"
+    exit 1
+fi
+echo "All tests passed in: ${presets[*]} ($SECONDS s)"
