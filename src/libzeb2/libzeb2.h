@@ -12,6 +12,13 @@
 #include "util.h"
 #include "zebmsg.h"
 
+/* The records of the catalogue in use; zeb_add_catalogue() names the application's own here. */
+#ifdef ZEB_RECORDS_HEADER
+#include ZEB_RECORDS_HEADER
+#else
+#include "records.h"
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif

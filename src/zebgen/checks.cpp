@@ -1,0 +1,181 @@
+#include "checks.h"
+
+#include "parser.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace zebgen {
+namespace {
+
+std::string line_of(const Place &place) { return place.file + ":" + std::to_string(place.line); }
+
+class Checker {
+  public:
+    Checker(const std::vector<Source> &sources, Problems &problems)
+        : sources_(sources), problems_(problems) {}
+
+    void run() {
+        for (const Source &source : sources_)
+            names(source);
+        for (const Source &source : sources_) {
+            for (const Record &record : source.records)
+                check(source, record);
+            for (const Message &message : source.messages)
+                check(message);
+        }
+        cycles();
+    }
+
+  private:
+    using Named = std::map<std::string, Place>;
+
+    void refuse(const Place &place, std::string what, std::string mend) {
+        problems_.push_back({place, std::move(what), std::move(mend)});
+    }
+
+    // Records and messages share one name space, as they do for the compiler.
+    void names(const Source &source) {
+        Named defines;
+        for (const Define &define : source.defines) {
+            claim(defines, "macro", define.name, define.place);
+            constants_.emplace(define.name, define.value);
+        }
+        for (const Record &record : source.records) {
+            claim(declared_, "record", record.name, record.place);
+            records_.emplace(record.name, &record);
+        }
+        for (const Message &message : source.messages)
+            claim(declared_, "message", message.name, message.place);
+    }
+
+    void claim(Named &names, const std::string &kind, const std::string &name, const Place &place) {
+        const auto [other, fresh] = names.emplace(name, place);
+        if (!fresh)
+            refuse(place, kind + " '" + name + "' is declared twice (first at " +
+                              line_of(other->second) + ")",
+                   "rename or remove one");
+        if (name.size() > k_max_name)
+            refuse(place, "name of " + std::to_string(name.size()) + " characters",
+                   "use at most " + std::to_string(k_max_name));
+    }
+
+    void check(const Source &source, const Record &record) {
+        if (record.fields.empty())
+            refuse(record.place, "record '" + record.name + "' is empty",
+                   "give it a member, or tie its messages to no record with ZEB_MESSAGE_BARE");
+        Named members;
+        for (const Field &field : record.fields) {
+            claim(members, "member", field.name, field.place);
+            if (field.array)
+                check_length(source, field);
+            if (field.nested && !records_.count(field.type))
+                refuse(field.type_place, "type '" + field.type + "' is unknown",
+                       "use a type of <zeb2/port.h> or a record of these headers");
+        }
+    }
+
+    void check_length(const Source &source, const Field &field) {
+        int64_t value = 0;
+        if (!resolve(source, field.length, value))
+            refuse(field.length_place, "array length '" + field.length + "' is unknown",
+                   "write a number or the name of an integer #define of these headers");
+        else if (value < 1 || value > k_max_length)
+            refuse(field.length_place, "array length " + std::to_string(value) + " is out of range",
+                   "use 1 to " + std::to_string(k_max_length));
+    }
+
+    // A constant of the same header goes first; the compiler has the last word in any case.
+    bool resolve(const Source &source, const std::string &length, int64_t &value) const {
+        for (const Define &define : source.defines)
+            if (define.name == length) {
+                value = define.value;
+                return true;
+            }
+        const auto constant = constants_.find(length);
+        if (constant == constants_.end())
+            return parse_integer(length, value);
+        value = constant->second;
+        return true;
+    }
+
+    void check(const Message &message) {
+        const std::string allowed = "abcdefghijklmnopqrstuvwxyz0123456789_";
+        const bool word =
+            !message.meta.empty() && message.meta.find_first_not_of(allowed) == std::string::npos;
+        if (!word && message.meta != "*")
+            refuse(message.meta_place, "meta type \"" + message.meta + "\" is no lowercase word",
+                   "use small letters, digits and '_', or \"*\" for every instrument");
+        if (!message.record.empty() && !records_.count(message.record))
+            refuse(message.record_place, "record '" + message.record + "' of message '" +
+                                             message.name + "' is not declared",
+                   "declare it, or use ZEB_MESSAGE_BARE for a message without a record");
+    }
+
+    // Records nested in themselves, directly or through others: no compiler takes them, but the
+    // run must end all the same.
+    void cycles() {
+        for (const auto &[name, record] : records_) {
+            std::set<std::string> path;
+            descend(*record, path);
+        }
+    }
+
+    void descend(const Record &record, std::set<std::string> &path) {
+        if (finished_.count(record.name))
+            return;
+        path.insert(record.name);
+        for (const Field &field : record.fields) {
+            const auto nested = field.nested ? records_.find(field.type) : records_.end();
+            if (nested == records_.end())
+                continue;
+            if (path.count(field.type))
+                refuse(field.type_place, "record '" + field.type + "' is nested in itself",
+                       "a record has a fixed size: remove the member");
+            else
+                descend(*nested->second, path);
+        }
+        path.erase(record.name);
+        finished_.insert(record.name);
+    }
+
+    const std::vector<Source> &sources_;
+    Problems &problems_;
+    Named declared_;
+    std::map<std::string, const Record *> records_;
+    std::map<std::string, int64_t> constants_;
+    std::set<std::string> finished_;
+};
+
+// std::string compares bytes, as strcmp does.
+template <typename Item> void sort_by_name(std::vector<Item> &items) {
+    std::sort(items.begin(), items.end(),
+              [](const Item &a, const Item &b) { return a.name < b.name; });
+}
+
+} // namespace
+
+std::string text_of(const Problem &problem) {
+    return problem.place.file + ":" + std::to_string(problem.place.line) + ":" +
+           std::to_string(problem.place.column) + ": error: " + problem.what + "; " + problem.mend;
+}
+
+Catalogue merge(const std::vector<Source> &sources, Problems &problems) {
+    Checker(sources, problems).run();
+    Catalogue catalogue;
+    for (const Source &source : sources) {
+        catalogue.includes.push_back(source.include);
+        catalogue.records.insert(catalogue.records.end(), source.records.begin(),
+                                 source.records.end());
+        catalogue.messages.insert(catalogue.messages.end(), source.messages.begin(),
+                                  source.messages.end());
+    }
+    sort_by_name(catalogue.records);
+    sort_by_name(catalogue.messages);
+    for (Record &record : catalogue.records)
+        sort_by_name(record.fields);
+    return catalogue;
+}
+
+} // namespace zebgen
