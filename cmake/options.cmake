@@ -1,11 +1,14 @@
 # One interface target carries every compile and link flag of our own code, so that
 # third-party sources (the test framework) are built with the ABI flags only.
 
+set(ZEB_ABI_FLAGS "")
 if(ZEB_32BIT)
+  string(APPEND ZEB_ABI_FLAGS " -m32")
   add_compile_options(-m32 -msse2 -mfpmath=sse)
   add_link_options(-m32)
 endif()
 if(ZEB_SANITIZE)
+  string(APPEND ZEB_ABI_FLAGS " -fsanitize=${ZEB_SANITIZE}")
   add_compile_options(-fsanitize=${ZEB_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZEB_SANITIZE})
   if(ZEB_SANITIZE MATCHES "undefined")

@@ -62,9 +62,6 @@ class Checker {
     }
 
     void check(const Source &source, const Record &record) {
-        if (record.fields.empty())
-            refuse(record.place, "record '" + record.name + "' is empty",
-                   "give it a member, or tie its messages to no record with ZEB_MESSAGE_BARE");
         Named members;
         for (const Field &field : record.fields) {
             claim(members, "member", field.name, field.place);

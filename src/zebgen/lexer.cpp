@@ -195,15 +195,19 @@ class Lexer {
     }
 
     void line_comment() {
+        const int line = line_;
         const int column = column_;
         const size_t start = pos_ + 2;
         fresh_line_before_ = fresh_line_;
         while (!at_end() && peek() != '\n') {
-            if (peek() == '\\' && splices())
-                refuse(line_, column_, "line goes on after '\\'", "write it on one line");
+            if (peek() == '\\' && splices()) {
+                splice();
+                while (peek() != '\n')
+                    advance();
+            }
             advance();
         }
-        keep_comment(folded(start, pos_), line_, column);
+        keep_comment(folded(start, pos_), line, column);
     }
 
     const std::string &file_;

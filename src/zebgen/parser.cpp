@@ -170,7 +170,9 @@ class Parser {
             return;
         const bool negative = line.size() == 4 && line[2].is("-");
         int64_t value = 0;
-        if ((line.size() != 3 && !negative) || !parse_integer(line.back().text, value)) {
+        const bool single = line.size() == 3 || negative;
+        if (!single || line.back().kind != TokenKind::number ||
+            !parse_integer(line.back().text, value)) {
             refuse(line[1], "macro '" + name + "' is not an integer constant",
                    "write '#define NAME 123' or keep it out of definition headers");
             return;
@@ -227,12 +229,16 @@ class Parser {
             take();
         if (!expect("{", form))
             return false;
+        const bool empty = peek().is("}");
         Record record;
         while (!at_end() && !peek().is("}"))
             if (!member(record))
                 skip_member();
         if (!expect("}", form) || !identifier(record.name, record.place, form) || !expect(";", form))
             return false;
+        if (empty)
+            refuse(record.place, "record '" + record.name + "' is empty",
+                   "give it a member, or tie its messages to no record with ZEB_MESSAGE_BARE");
         if (!pack_open_)
             refuse(start, "record '" + record.name + "' is not packed",
                    "put '#pragma pack(push, 4)' before it and '#pragma pack(pop)' after it");

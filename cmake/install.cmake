@@ -1,0 +1,38 @@
+# The installed library: headers, the station's definitions, zebgen, and the two ways to find them
+# (find_package and pkg-config). Servers and tools install themselves.
+include(CMakePackageConfigHelpers)
+
+set(ZEB2_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/zeb2)
+set(ZEB2_INSTALL_DEFINITIONS ${ZEB2_INSTALL_HEADERS}/definitions)
+set(ZEB2_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/zeb2)
+set(generated ${PROJECT_BINARY_DIR}/package)
+
+foreach(dir INCLUDEDIR LIBDIR)
+  if(IS_ABSOLUTE ${CMAKE_INSTALL_${dir}})
+    set(ZEB2_PC_${dir} ${CMAKE_INSTALL_${dir}})
+  else()
+    set(ZEB2_PC_${dir} \${prefix}/${CMAKE_INSTALL_${dir}})
+  endif()
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zeb2.pc.in ${generated}/zeb2.pc @ONLY)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zeb2Config.cmake.in
+  ${generated}/zeb2Config.cmake INSTALL_DESTINATION ${ZEB2_INSTALL_CMAKE}
+  PATH_VARS ZEB2_INSTALL_DEFINITIONS)
+write_basic_package_version_file(${generated}/zeb2ConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+
+install(TARGETS zeb2 zebgen EXPORT zeb2Targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libzeb2
+    NAMELINK_COMPONENT libzeb2-dev
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libzeb2-dev)
+install(EXPORT zeb2Targets NAMESPACE zeb2:: DESTINATION ${ZEB2_INSTALL_CMAKE}
+  COMPONENT libzeb2-dev)
+list(TRANSFORM zeb_headers PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE header_paths)
+install(FILES ${header_paths} ${zeb_generated_headers} DESTINATION ${ZEB2_INSTALL_HEADERS}
+  COMPONENT libzeb2-dev)
+install(FILES ${definition_paths} DESTINATION ${ZEB2_INSTALL_DEFINITIONS} COMPONENT libzeb2-dev)
+install(FILES ${generated}/zeb2Config.cmake ${generated}/zeb2ConfigVersion.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/zeb_add_catalogue.cmake
+  DESTINATION ${ZEB2_INSTALL_CMAKE} COMPONENT libzeb2-dev)
+install(FILES ${generated}/zeb2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT libzeb2-dev)
