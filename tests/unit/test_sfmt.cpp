@@ -256,6 +256,9 @@ TEST(SfmtBuffer, AFailedReallocationLosesTheBlockAndKeepsTheNewSize) {
     EXPECT_EQ(b.sz_buffer, size_t{1} << 30);
     SFMT_make_accessable(&b, 10);
     EXPECT_EQ(b.buffer, nullptr);
+    SFMT_altprintf(&b, "again");
+    EXPECT_EQ(b.text(), "again");
+    EXPECT_EQ(b.sz_buffer, 8u);
 }
 
 TEST(SfmtBuffer, ATextBeyondTheLargestBlockIsRefused) {
@@ -290,4 +293,195 @@ TEST(SfmtMakeAccessable, DoesNothingWithoutABlockWhenTheStoredSizeIsLarger) {
     SFMT_make_accessable(&b, 10);
     EXPECT_NE(b.buffer, nullptr);
     EXPECT_EQ(b.sz_buffer, 16u);
+}
+
+// ---- driver
+
+TEST(SfmtAltprintf, DoubledSignsWriteOne) {
+    EXPECT_EQ(alt("100%%"), "100%");
+    EXPECT_EQ(alt("2**3"), "2*3");
+}
+
+TEST(SfmtAltprintf, LeavesBlocksOfTheSizeOfTheText) {
+    Buffer b;
+    SFMT_altprintf(&b, "");
+    EXPECT_STREQ(b.buffer, "");
+    EXPECT_EQ(b.sz_buffer, 2u);
+    SFMT_altprintf(&b, "abc");
+    EXPECT_EQ(b.sz_buffer, 8u);
+    SFMT_printf(&b, "%0200i", 1);
+    SFMT_altprintf(&b, "a*3.2f", 1.0); // 7 characters
+    EXPECT_EQ(b.text(), "a  1.00");
+    EXPECT_EQ(b.sz_buffer, 16u);
+    SFMT_altprintf(&b, "abcd%i", 123); // the conversion fits into the 8 bytes that "abcd" has
+    EXPECT_EQ(b.text(), "abcd123");
+    EXPECT_EQ(b.sz_buffer, 8u);
+    SFMT_altprintf(&b, "abcd%i", 1234);
+    EXPECT_EQ(b.sz_buffer, 16u);
+}
+
+TEST(SfmtAltprintf, CatAppendsAndTheOthersReplace) {
+    Buffer b;
+    SFMT_altprintfcat(&b, "*2.1f", 1.5);
+    SFMT_altprintfcat(&b, ";%s", "x");
+    EXPECT_EQ(b.text(), " 1.5;x");
+    SFMT_altprintf(&b, "new");
+    EXPECT_EQ(b.text(), "new");
+}
+
+TEST(SfmtAltprintf, WorksOnADestroyedBuffer) {
+    Buffer b("a text of more than sixteen characters");
+    SFMT_destroy_buffer(&b);
+    SFMT_altprintf(&b, "new");
+    EXPECT_EQ(b.text(), "new");
+}
+
+TEST(SfmtAltprintf, ANullFormatIsReportedAndEmpty) {
+    Buffer b("old");
+    StderrCapture capture;
+    SFMT_altprintf(&b, nullptr);
+    EXPECT_THAT(capture.finish(), HasSubstr("assertion failed (sfmt_altprintf.cpp:"));
+    EXPECT_EQ(b.text(), "");
+}
+
+TEST(SfmtAltprintf, LongTextsKeepEveryCharacter) {
+    std::string format, expected;
+    for (int i = 0; i < 2000; ++i) {
+        format += "x*3.1f%%";
+        expected += "x  1.5%";
+        if (i % 100 == 0)
+            format += "%s", expected += "text";
+    }
+    Buffer b;
+    SFMT_altprintf_cbs cbs = {[](void *) -> void * { return const_cast<char *>("text"); },
+                              [](void *) { return 1.5; }, nullptr, nullptr};
+    SFMT_cbaltprintf(&b, format.c_str(), &cbs, nullptr);
+    EXPECT_EQ(b.text(), expected);
+    EXPECT_EQ(b.sz_buffer, 16384u); // 14080 characters
+}
+
+// ---- "%" conversions
+
+TEST(SfmtAltprintf, AFormatEndingInsideAConversionWritesNothingForIt) {
+    EXPECT_EQ(alt("abc%5.1"), "abc");
+    EXPECT_EQ(alt("abc%"), "abc");
+    EXPECT_EQ(alt("abc*5.1"), "abc");
+    EXPECT_EQ(alt("abc*"), "abc");
+}
+
+TEST(SfmtAltprintf, StandardConversionsPassFlagsWidthsAndPrecisions) {
+    EXPECT_EQ(alt("%+08.2f|%-6d|%#x|%5.2s|%c|% d", 3.14159, 42, 255, "abc", 'z', 5),
+              "+0003.14|42    |0xff|   ab|z| 5");
+    EXPECT_EQ(alt("%e|%G|%o|%u|%i", 1.5, 0.5, 8, 9, -9), "1.500000e+00|0.5|10|9|-9");
+    EXPECT_EQ(alt("%hd|%hhu", 65537, 257), "1|1");
+    EXPECT_EQ(alt("%.f|%.0d|", 2.0, 0), "2||");
+}
+
+TEST(SfmtAltprintf, LMarksASixtyFourBitArgument) {
+    EXPECT_EQ(alt("%ld|%i", 5000000000LL, 7), "5000000000|7");
+    EXPECT_EQ(alt("%Lx|%llu|%li", 0x123456789LL, ~0LL, -1LL), "123456789|18446744073709551615|-1");
+    EXPECT_EQ(alt("%lc%i", static_cast<long long>('A'), 7), "A7");
+}
+
+TEST(SfmtAltprintf, LengthsThatDoNotMatchTheArgumentAreNotPassedOn) {
+    EXPECT_EQ(alt("%Lf|%lg|%i", 1.5, 2.5, 7), "1.500000|2.5|7");
+    EXPECT_EQ(alt("%zu|%td|%i", 5, -5, 7), "5|-5|7");
+    EXPECT_EQ(alt("%ls|%i", "text", 7), "text|7");
+    EXPECT_EQ(alt("%hld|%i", 70000LL, 7), "70000|7");
+}
+
+TEST(SfmtAltprintf, PointersAndStrings) {
+    int place = 0;
+    char expected[32];
+    snprintf(expected, sizeof expected, "%p", static_cast<void *>(&place));
+    EXPECT_EQ(alt("%p", static_cast<void *>(&place)), expected);
+    EXPECT_EQ(alt("%s|%i", static_cast<char *>(nullptr), 7), "(null)|7");
+}
+
+TEST(SfmtAltprintf, AConversionHasAtMost63Characters) {
+    EXPECT_EQ(alt(("%" + std::string(61, '0') + "d|%d").c_str(), 5, 6), "5|6");
+    // One more: the collected text is dropped, the rest is copied, no argument is taken.
+    EXPECT_EQ(alt(("%" + std::string(62, '0') + "d|%d").c_str(), 5), "d|5");
+}
+
+TEST(SfmtAltprintf, WidthsOfConversionsAreLimited) {
+    StderrCapture capture;
+    EXPECT_EQ(alt("%2000000000d|", 1), std::string(4095, ' ') + "1|");
+    EXPECT_EQ(alt("%99999999999999999999d|", 1), std::string(4095, ' ') + "1|");
+    EXPECT_EQ(alt("%.2000000000f", 0.0).size(), 4098u);
+    EXPECT_THAT(capture.finish(), HasSubstr("Too large a width in the format \"%2000000000d|\""));
+}
+
+TEST(SfmtAltprintf, ThePrecisionOfAStringIsNotLimited) {
+    const std::string text(9000, 't');
+    EXPECT_EQ(alt("%.8191s", text.c_str()), text.substr(0, 8191));
+    EXPECT_EQ(alt("%.99999999999s", text.c_str()), text);
+}
+
+TEST(SfmtAltprintf, ConversionsThatWouldReachOtherArgumentsTakeTheirsAndWriteNothing) {
+    StderrCapture capture;
+    EXPECT_EQ(alt("%*d|%d", 1, 2), "|2");
+    EXPECT_EQ(alt("%n %d|%d", 1, 2), "|2");
+    EXPECT_EQ(alt("%1$s|%d", "x", 2), "|2");
+    EXPECT_EQ(alt("%5%f|%d", 1.0, 2), "|2");
+    EXPECT_EQ(alt("%5l6d|%d", 1LL, 2), "|2");
+    EXPECT_THAT(capture.finish(), HasSubstr("Unusable conversion in the format \"%*d|%d\""));
+}
+
+TEST(SfmtAltprintf, AFormatIsReportedOnceInARow) {
+    const char *format = "%*d";
+    StderrCapture capture;
+    alt(format, 1);
+    alt(format, 1);
+    const std::string text = capture.finish();
+    EXPECT_NE(text.find("Unusable"), std::string::npos);
+    EXPECT_EQ(text.find("Unusable"), text.rfind("Unusable"));
+}
+
+// ---- arguments
+
+TEST(SfmtAltprintf, VaListFormsTakeTheListAsItIs) {
+    const auto print = [](SFMT_buffer *bf, const char *format, ...) {
+        va_list args;
+        va_start(args, format);
+        SFMT_valtprintf(bf, format, args);
+        va_end(args);
+        va_start(args, format);
+        SFMT_valtprintfcat(bf, format, args);
+        va_end(args);
+    };
+    Buffer b;
+    print(&b, "%d *2.1f %ld %s;", 1, 2.5, 3LL, "four");
+    EXPECT_EQ(b.text(), "1  2.5 3 four;1  2.5 3 four;");
+}
+
+TEST(SfmtAltprintf, CallbacksYieldTheArguments) {
+    struct Calls {
+        int ptr = 0, dbl = 0, i = 0, ll = 0;
+    } calls;
+    SFMT_altprintf_cbs cbs = {[](void *p) -> void * {
+                                  ++static_cast<Calls *>(p)->ptr;
+                                  return const_cast<char *>("text");
+                              },
+                              [](void *p) { return 0.5 + static_cast<Calls *>(p)->dbl++; },
+                              [](void *p) { return 40 + static_cast<Calls *>(p)->i++; },
+                              [](void *p) { return 5000000000LL + static_cast<Calls *>(p)->ll++; }};
+    Buffer b("old");
+    SFMT_cbaltprintf(&b, "%s %d *1.1f %f %lu %c *d *1.0.+02e", &cbs, &calls);
+    EXPECT_EQ(b.text(), "text 40 0.5 1.500000 5000000000 )  3e+00");
+    EXPECT_EQ(calls.ptr, 1);
+    EXPECT_EQ(calls.dbl, 3);
+    EXPECT_EQ(calls.i, 2);
+    EXPECT_EQ(calls.ll, 1);
+}
+
+TEST(SfmtAltprintf, AbsentCallbacksAreReported) {
+    SFMT_altprintf_cbs cbs = {};
+    Buffer b;
+    StderrCapture capture;
+    SFMT_cbaltprintf(&b, "%s %d %ld *2.1f", &cbs, nullptr);
+    SFMT_cbaltprintf(&b, "%s %d %ld *2.1f", &cbs, nullptr);
+    EXPECT_EQ(b.text(), "(null) 0 0 99.9");
+    SFMT_cbaltprintf(&b, "x", nullptr, nullptr);
+    EXPECT_THAT(capture.finish(), HasSubstr("assertion failed"));
 }
