@@ -6,6 +6,7 @@
 #ifndef ZEB2_DIAG_H
 #define ZEB2_DIAG_H
 
+#include <cerrno>
 #include <pthread.h>
 
 extern "C" {
