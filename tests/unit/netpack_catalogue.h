@@ -41,7 +41,9 @@ inline NETDSD_entry entry_of(const char *name, const std::vector<NETDSD_field> &
 }
 
 #define TEST_FIELD(FT, RECORD, MEMBER, COUNT, SIZE, TYPE)                                          \
-    NETDSD_field { FT, #MEMBER, offsetof(RECORD, MEMBER), COUNT, "", SIZE, TYPE }
+    NETDSD_field {                                                                                 \
+        FT, #MEMBER, offsetof(RECORD, MEMBER), COUNT, "", SIZE, TYPE                               \
+    }
 
 #pragma pack(push, 4)
 // One member of every type, in byte order of their names.

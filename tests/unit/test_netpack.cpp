@@ -56,7 +56,8 @@ TEST(Lookup, EveryRowIsFoundInBothWays) {
 
 TEST(Lookup, UppercaseFieldBeforeLowercaseOnesIsFound) {
     TestCatalogue catalogue(sample_structures());
-    const Plan *plan = plan_of(catalogue.get(), find_structure(catalogue.get(), "NET_AE33_Instant"));
+    const Plan *plan =
+        plan_of(catalogue.get(), find_structure(catalogue.get(), "NET_AE33_Instant"));
     ASSERT_NE(plan, nullptr);
     EXPECT_EQ(plan->find_field("S"), 0u);
     EXPECT_EQ(plan->find_field("start_time"), 3u);
@@ -181,7 +182,8 @@ TEST(Plan, ThreadsThatNeedItFirstShareOne) {
 
 TEST(Plan, PaddingIsKnown) {
     TestCatalogue catalogue(sample_structures());
-    const Plan *plan = plan_of(catalogue.get(), find_structure(catalogue.get(), "NET_AE33_Reading"));
+    const Plan *plan =
+        plan_of(catalogue.get(), find_structure(catalogue.get(), "NET_AE33_Reading"));
     ASSERT_NE(plan, nullptr);
     ASSERT_EQ(plan->gaps.size(), 1u);
     EXPECT_EQ(plan->gaps[0].offset, 490u);

@@ -99,8 +99,7 @@ TEST(Pack, InstrumentInfoTags) {
     NET_SERVER_InstrumentInfo info = {};
     strcpy(info.type, "neph");
     strcpy(info.tags[0].tag, "dry");
-    const Bytes package =
-        pack(public_catalogue(), &info, "NET_SERVER_InstrumentInfo", sizeof info);
+    const Bytes package = pack(public_catalogue(), &info, "NET_SERVER_InstrumentInfo", sizeof info);
     PackageText tags;
     tags.field("tags", NETDSD_FT_BIN, 8).u8(1).u32(32);
     for (int i = 0; i < 8; ++i) {
@@ -110,8 +109,7 @@ TEST(Pack, InstrumentInfoTags) {
         tags.u32(static_cast<uint32_t>(tag.bytes().size())).append(tag.bytes());
     }
     tags.raw(info.tags, 256);
-    EXPECT_NE(std::search(package.begin(), package.end(), tags.bytes().begin(),
-                          tags.bytes().end()),
+    EXPECT_NE(std::search(package.begin(), package.end(), tags.bytes().begin(), tags.bytes().end()),
               package.end());
 }
 
@@ -140,8 +138,8 @@ TEST(Pack, UnknownStructureGoesRaw) {
 
 TEST(Pack, NestedElementOfAnotherSizeGoesRaw) {
     const std::vector<NETDSD_field> fields = {{NETDSD_FT_BIN, "p", 0, 1, "", 5, "Part"}};
-    TestCatalogue catalogue({entry_of("Part", k_part_fields, sizeof(Part)),
-                             entry_of("Wrong", fields, 5)});
+    TestCatalogue catalogue(
+        {entry_of("Part", k_part_fields, sizeof(Part)), entry_of("Wrong", fields, 5)});
     PackageText expected;
     expected.open("Wrong", 1).field("p", NETDSD_FT_BIN, 1).u8(1).u32(5);
     expected.u32(6).u8(0).raw("abcde", 5).raw("abcde", 5);
@@ -213,8 +211,7 @@ TEST(Pack, CountAbove65535IsRefused) {
 
 TEST(Pack, NameAbove65535IsRefused) {
     const std::string name(65536, 'n');
-    const std::vector<NETDSD_field> fields = {
-        {NETDSD_FT_BYTE, name.c_str(), 0, 1, "", 1, "BYTE"}};
+    const std::vector<NETDSD_field> fields = {{NETDSD_FT_BYTE, name.c_str(), 0, 1, "", 1, "BYTE"}};
     TestCatalogue catalogue({entry_of("Named", fields, 1)});
     StderrCapture err;
     EXPECT_TRUE(pack(catalogue.get(), "x", "Named", 1).empty());
