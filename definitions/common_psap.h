@@ -1,0 +1,34 @@
+/* common_psap.h - what every filter absorption photometer has in common. Arrays hold blue, green,
+ * red; wavelengths that an instrument lacks are missing. */
+#ifndef ZEB2_DEFINITIONS_COMMON_PSAP_H
+#define ZEB2_DEFINITIONS_COMMON_PSAP_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} */
+    double Ir[3]; /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
+    double Q;     /* Sample flow (lpm) | Q_${INST:A\d+} */
+    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} */
+    WORD flags;   /* Instrument status (bits) */
+} NET_COMMON_PSAP_Shared;
+
+typedef struct {
+    FTIME time;
+    NET_COMMON_PSAP_Shared shared; /* *instant */
+} NET_COMMON_PSAP_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    NET_COMMON_PSAP_Shared shared; /* *instant */
+} NET_COMMON_PSAP_Avg;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_COMMON_PSAP_AVERAGE, "psap", NET_COMMON_PSAP_Avg);
+ZEB_MESSAGE(MSG_COMMON_PSAP_INSTANT, "psap", NET_COMMON_PSAP_Instant);
+
+#endif

@@ -1,0 +1,45 @@
+/* cpc_3010.h - butanol particle counter with a critical orifice. */
+#ifndef ZEB2_DEFINITIONS_CPC_3010_H
+#define ZEB2_DEFINITIONS_CPC_3010_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    FTIME time;
+    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
+    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
+    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} */
+    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} */
+    WORD flags; /* Instrument status (bits) */
+} NET_CPC_3010_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
+    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
+    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} */
+    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} */
+    WORD flags; /* Every instrument status seen (bits) */
+} NET_CPC_3010_Avg;
+
+typedef struct {
+    WORD state;          /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;          /* Instrument status (bits) */
+    BOOL liquid_ok;      /* Enough working liquid */
+    BOOL vacuum_ok;      /* Enough vacuum behind the orifice */
+    BOOL temperature_ok; /* Saturator and condenser at their difference */
+    BOOL filling;        /* The fill valve is open */
+} NET_CPC_3010_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_CPC_3010_AVERAGE, "cnc", NET_CPC_3010_Avg);
+ZEB_MESSAGE(MSG_CPC_3010_INSTANT, "cnc", NET_CPC_3010_Instant);
+ZEB_MESSAGE(MSG_CPC_3010_STATUS, "cnc", NET_CPC_3010_Status);
+
+#endif

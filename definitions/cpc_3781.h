@@ -1,0 +1,57 @@
+/* cpc_3781.h - water particle counter. */
+#ifndef ZEB2_DEFINITIONS_CPC_3781_H
+#define ZEB2_DEFINITIONS_CPC_3781_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    FTIME time;
+    double N;     /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;     /* Count rate (Hz) | C_${INST:N\d+} */
+    double Q;     /* Sample flow (lpm) | Q1_${INST:N\d+} */
+    double Qi;    /* Inlet flow (lpm) | Q2_${INST:N\d+} */
+    double T1;    /* Conditioner temperature (C) | T1_${INST:N\d+} */
+    double T2;    /* Growth tube temperature (C) | T2_${INST:N\d+} */
+    double T3;    /* Optics temperature (C) | T3_${INST:N\d+} */
+    double P;     /* Ambient pressure (hPa) | P_${INST:N\d+} */
+    double Pd1;   /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
+    double Pd2;   /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} */
+    double laser; /* Laser current (mA) | A_${INST:N\d+} */
+    WORD flags;   /* Instrument status (bits) */
+} NET_CPC_3781_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    double N;     /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;     /* Count rate (Hz) | C_${INST:N\d+} */
+    double Q;     /* Sample flow (lpm) | Q1_${INST:N\d+} */
+    double Qi;    /* Inlet flow (lpm) | Q2_${INST:N\d+} */
+    double T1;    /* Conditioner temperature (C) | T1_${INST:N\d+} */
+    double T2;    /* Growth tube temperature (C) | T2_${INST:N\d+} */
+    double T3;    /* Optics temperature (C) | T3_${INST:N\d+} */
+    double P;     /* Ambient pressure (hPa) | P_${INST:N\d+} */
+    double Pd1;   /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
+    double Pd2;   /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} */
+    double laser; /* Laser current (mA) | A_${INST:N\d+} */
+    WORD flags;   /* Every instrument status seen (bits) */
+} NET_CPC_3781_Avg;
+
+typedef struct {
+    WORD state;    /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;    /* Instrument status (bits) */
+    BOOL water_ok; /* Enough water */
+    BOOL pump_on;  /* The pump runs */
+    STRING serial_number[32];
+    STRING firmware[32];
+} NET_CPC_3781_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_CPC_3781_AVERAGE, "cnc", NET_CPC_3781_Avg);
+ZEB_MESSAGE(MSG_CPC_3781_INSTANT, "cnc", NET_CPC_3781_Instant);
+ZEB_MESSAGE(MSG_CPC_3781_STATUS, "cnc", NET_CPC_3781_Status);
+
+#endif

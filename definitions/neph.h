@@ -1,0 +1,142 @@
+/* neph.h - three-wavelength nephelometer with backscatter shutter. Arrays hold blue, green, red.
+ * */
+#ifndef ZEB2_DEFINITIONS_NEPH_H
+#define ZEB2_DEFINITIONS_NEPH_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    double Bs[3];  /* Scattering coefficient (1/Mm) | Bs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
+    double Bbs[3]; /* Backscattering coefficient (1/Mm) | Bbs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
+} NET_NEPH_Scattering;
+
+/* Detector counts by position of the shutter. */
+typedef struct {
+    double calibrator[3]; /* Calibrator count rate (Hz) | Cf${INDEX:B:G:R}_${INST:S\d+} */
+    double total[3];      /* Total scatter count rate (Hz) | Cs${INDEX:B:G:R}_${INST:S\d+} */
+    double dark[3];       /* Total dark count rate (Hz) | Cd${INDEX:B:G:R}_${INST:S\d+} */
+    double back[3];       /* Backscatter count rate (Hz) | Cbs${INDEX:B:G:R}_${INST:S\d+} */
+    double back_dark[3];  /* Backscatter dark count rate (Hz) | Cbd${INDEX:B:G:R}_${INST:S\d+} */
+} NET_NEPH_PhotonCounts;
+
+typedef struct {
+    FTIME time;
+    NET_NEPH_Scattering scat; /* *instant */
+    NET_NEPH_PhotonCounts counts;
+    double P;  /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T1; /* Sample temperature (C) | T1_${INST:S\d+} */
+    double T2; /* Inlet temperature (C) | T2_${INST:S\d+} */
+    double U;  /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
+    double Al; /* Lamp current (A) | Al_${INST:S\d+} */
+    double Vl; /* Lamp voltage (V) | Vl_${INST:S\d+} */
+    double Vx; /* Barometer signal (V) | Vx_${INST:S\d+} */
+    char mode[8];
+    WORD flags; /* Instrument status (bits) */
+} NET_NEPH_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    NET_NEPH_Scattering scat; /* *instant */
+    NET_NEPH_PhotonCounts counts;
+    double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} */
+    double T2;  /* Inlet temperature (C) | T2_${INST:S\d+} */
+    double U;   /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
+    double Al;  /* Lamp current (A) | Al_${INST:S\d+} */
+    double Vl;  /* Lamp voltage (V) | Vl_${INST:S\d+} */
+    double Vx;  /* Barometer signal (V) | Vx_${INST:S\d+} */
+    WORD flags; /* Every instrument status seen (bits) */
+} NET_NEPH_Avg;
+
+/* Calibration constants per wavelength, found by a span check. */
+typedef struct {
+    double K1[3]; /* Dead time of the detector (s) | K1${INDEX:B:G:R}_${INST:S\d+} */
+    double K2[3]; /* Calibrator constant (1/m) | K2${INDEX:B:G:R}_${INST:S\d+} */
+    double K3[3]; /* Scattering of clean air at 0 C and 1013.25 hPa (1/m) |
+                     K3${INDEX:B:G:R}_${INST:S\d+} */
+    double K4[3]; /* Fraction of backscatter of clean air (1) | K4${INDEX:B:G:R}_${INST:S\d+} */
+} NET_NEPH_SpancheckCalibration;
+
+/* Settings that the instrument keeps. */
+typedef struct {
+    NET_NEPH_SpancheckCalibration cal; /* *instant */
+    double averaging;                  /* Averaging time (s) */
+    double blank;      /* Time after the valve moves in which nothing is measured (s) */
+    double zero_time;  /* Duration of a zero (s) */
+    double flow_set;   /* Blower flow set point (lpm) */
+    double lamp_power; /* Lamp power (W) */
+    WORD zero_mode;    /* 0 by command, 1 by schedule */
+    BOOL heater;       /* The inlet heater is on */
+    BOOL backscatter;  /* The backscatter shutter runs */
+    STRING label[64];
+} NET_NEPH_Config;
+
+/* Settings held against the instrument's own until the end of the override. */
+typedef struct {
+    double blower;     /* Blower power (%) */
+    double lamp_power; /* Lamp power (W) */
+    double heater;     /* Heater temperature (C) */
+    BOOL valve;        /* The inlet valve is held in the zero position */
+    FTIME until;       /* End of the override (s since 1970) */
+} NET_NEPH_OverrideParams;
+
+typedef struct {
+    WORD mode;        /* 0 measuring, 1 blanking, 2 zeroing, 3 span check, 4 bypassed */
+    BOOL backscatter; /* Backscatter is measured */
+    FTIME mode_start; /* Start of the mode (s since 1970) */
+    FTIME mode_end;   /* Expected end of the mode (s since 1970) */
+} NET_NEPH_Modes;
+
+/* Result of a zero with filtered air. */
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    NET_NEPH_Scattering wall; /* *instant */
+    double Bsw[3];  /* Wall scattering coefficient (1/Mm) | Bsw${INDEX:B:G:R}_${INST:S\d+} */
+    double Bbsw[3]; /* Wall backscattering coefficient (1/Mm) | Bbsw${INDEX:B:G:R}_${INST:S\d+} */
+    double Bsr[3]; /* Scattering coefficient of clean air (1/Mm) | Bsr${INDEX:B:G:R}_${INST:S\d+} */
+    double Bbsr[3];       /* Backscattering coefficient of clean air (1/Mm) |
+                             Bbsr${INDEX:B:G:R}_${INST:S\d+} */
+    double Bsw_shift[3];  /* Change of the wall scattering coefficient (1/Mm) |
+                             Bsw${INDEX:B:G:R}d_${INST:S\d+} */
+    double Bbsw_shift[3]; /* Change of the wall backscattering coefficient (1/Mm) |
+                             Bbsw${INDEX:B:G:R}d_${INST:S\d+} */
+    double P;             /* Sample pressure (hPa) | Pw_${INST:S\d+} */
+    double T;             /* Sample temperature (C) | Tw_${INST:S\d+} */
+} NET_NEPH_Zero;
+
+typedef struct {
+    double interval; /* Time between zeros (s) */
+    double offset;   /* Offset of the first zero from midnight UTC (s) */
+    double blank;    /* Time before and after the zero in which nothing is measured (s) */
+    double duration; /* Duration of the zero (s) */
+    FTIME next_zero; /* Time of the next zero (s since 1970) */
+} NET_NEPH_ZeroSchedule;
+
+typedef struct {
+    WORD state;       /* 0 starting, 1 sampling, 2 zeroing, 3 span check, 4 no answer */
+    WORD flags;       /* Instrument status (bits) */
+    DWORD lamp_hours; /* Age of the lamp (h) */
+    double wavelengths[3];
+    STRING serial_number[32];
+    STRING firmware[32];
+} NET_NEPH_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_NEPH_AVERAGE, "neph", NET_NEPH_Avg);
+ZEB_MESSAGE(MSG_NEPH_CONFIG, "neph", NET_NEPH_Config);
+ZEB_MESSAGE(MSG_NEPH_INSTANT, "neph", NET_NEPH_Instant);
+ZEB_MESSAGE_BARE(MSG_NEPH_ISSUE_ZERO, "neph");
+ZEB_MESSAGE(MSG_NEPH_MODES, "neph", NET_NEPH_Modes);
+ZEB_MESSAGE(MSG_NEPH_OVERRIDEPARAMS, "neph", NET_NEPH_OverrideParams);
+ZEB_MESSAGE(MSG_NEPH_SETCONFIG, "neph", NET_NEPH_Config);
+ZEB_MESSAGE(MSG_NEPH_SPANCALIBRATION, "neph", NET_NEPH_SpancheckCalibration);
+ZEB_MESSAGE(MSG_NEPH_STATUS, "neph", NET_NEPH_Status);
+ZEB_MESSAGE(MSG_NEPH_ZERO, "neph", NET_NEPH_Zero);
+ZEB_MESSAGE(MSG_NEPH_ZEROSCHEDULE, "neph", NET_NEPH_ZeroSchedule);
+
+#endif

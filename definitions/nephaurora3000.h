@@ -1,0 +1,96 @@
+/* nephaurora3000.h - three-wavelength nephelometer with a light-emitting diode source and a
+ * backscatter shutter. Arrays hold blue, green, red. */
+#ifndef ZEB2_DEFINITIONS_NEPHAURORA3000_H
+#define ZEB2_DEFINITIONS_NEPHAURORA3000_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    double Bs[3];  /* Scattering coefficient (1/Mm) | Bs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
+    double Bbs[3]; /* Backscattering coefficient (1/Mm) | Bbs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
+} NET_NEPHAURORA3000_Scattering;
+
+typedef struct {
+    double dark;         /* Dark count rate (Hz) | Cd_${INST:S\d+} */
+    double reference[3]; /* Reference count rate (Hz) | Cf${INDEX:B:G:R}_${INST:S\d+} */
+    double total[3];     /* Total scatter count rate (Hz) | Cs${INDEX:B:G:R}_${INST:S\d+} */
+    double back[3];      /* Backscatter count rate (Hz) | Cbs${INDEX:B:G:R}_${INST:S\d+} */
+} NET_NEPHAURORA3000_Counts;
+
+typedef struct {
+    FTIME time;
+    NET_NEPHAURORA3000_Scattering scat; /* *instant */
+    NET_NEPHAURORA3000_Counts counts;
+    double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} */
+    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} */
+    double U;   /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
+    WORD flags; /* Instrument status (bits) */
+} NET_NEPHAURORA3000_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    NET_NEPHAURORA3000_Scattering scat; /* *instant */
+    NET_NEPHAURORA3000_Counts counts;
+    double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} */
+    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} */
+    double U;   /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
+    WORD flags; /* Every instrument status seen (bits) */
+} NET_NEPHAURORA3000_Avg;
+
+typedef struct {
+    WORD mode;        /* 0 measuring, 1 blanking, 2 zeroing, 3 span check, 4 bypassed */
+    BOOL heater;      /* The inlet heater is on */
+    BOOL fan;         /* The sample fan is on */
+    FTIME mode_start; /* Start of the mode (s since 1970) */
+    FTIME mode_end;   /* Expected end of the mode (s since 1970) */
+} NET_NEPHAURORA3000_Modes;
+
+/* Result of a zero with filtered air. */
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    double Bsw[3];  /* Wall scattering coefficient (1/Mm) | Bsw${INDEX:B:G:R}_${INST:S\d+} */
+    double Bbsw[3]; /* Wall backscattering coefficient (1/Mm) | Bbsw${INDEX:B:G:R}_${INST:S\d+} */
+    double Bsw_shift[3];  /* Change of the wall scattering coefficient (1/Mm) |
+                             Bsw${INDEX:B:G:R}d_${INST:S\d+} */
+    double Bbsw_shift[3]; /* Change of the wall backscattering coefficient (1/Mm) |
+                             Bbsw${INDEX:B:G:R}d_${INST:S\d+} */
+    double P;             /* Sample pressure (hPa) | Pw_${INST:S\d+} */
+    double T;             /* Sample temperature (C) | Tw_${INST:S\d+} */
+} NET_NEPHAURORA3000_Zero;
+
+typedef struct {
+    double interval; /* Time between zeros (s) */
+    double offset;   /* Offset of the first zero from midnight UTC (s) */
+    double flush;    /* Flush before and after the zero (s) */
+    double duration; /* Duration of the zero (s) */
+    FTIME next_zero; /* Time of the next zero (s since 1970) */
+} NET_NEPHAURORA3000_ZeroSchedule;
+
+typedef struct {
+    WORD state;       /* 0 starting, 1 sampling, 2 zeroing, 3 span check, 4 no answer */
+    WORD major_state; /* State that the instrument reports */
+    WORD flags;       /* Instrument status (bits) */
+    WORD dio;         /* Digital inputs and outputs of the instrument (bits) */
+    double wavelengths[3];
+    double U_set; /* Relative humidity above which the heater runs (%) */
+    STRING serial_number[32];
+    STRING firmware[32];
+} NET_NEPHAURORA3000_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_NEPHAURORA3000_AVERAGE, "neph", NET_NEPHAURORA3000_Avg);
+ZEB_MESSAGE(MSG_NEPHAURORA3000_INSTANT, "neph", NET_NEPHAURORA3000_Instant);
+ZEB_MESSAGE_BARE(MSG_NEPHAURORA3000_ISSUE_ZERO, "neph");
+ZEB_MESSAGE(MSG_NEPHAURORA3000_MODES, "neph", NET_NEPHAURORA3000_Modes);
+ZEB_MESSAGE(MSG_NEPHAURORA3000_STATUS, "neph", NET_NEPHAURORA3000_Status);
+ZEB_MESSAGE(MSG_NEPHAURORA3000_ZERO, "neph", NET_NEPHAURORA3000_Zero);
+ZEB_MESSAGE(MSG_NEPHAURORA3000_ZEROSCHEDULE, "neph", NET_NEPHAURORA3000_ZeroSchedule);
+
+#endif
