@@ -9,7 +9,7 @@ extern "C" {
 #endif
 
 /* The type of one field. The A_ codes are arrays of the scalar 14 places lower. */
-typedef enum NETDSD_field_type {
+typedef enum NETDSD_field_type ZEB_ENUM32 {
     NETDSD_FT_BOOL = 0,
     NETDSD_FT_CHAR,
     NETDSD_FT_BYTE,

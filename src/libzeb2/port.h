@@ -29,6 +29,14 @@ typedef uint8_t BOOL; /* 0 is false, anything else is true */
 #define FALSE 0
 #endif
 
+/* Marks the enumerations that travel or index tables: 32 bits wide, and in C++ able to hold numbers
+ * that this build has no name for. */
+#ifdef __cplusplus
+#define ZEB_ENUM32 : int32_t
+#else
+#define ZEB_ENUM32
+#endif
+
 typedef uint8_t BYTE;
 typedef uint16_t WORD;
 typedef uint32_t DWORD;

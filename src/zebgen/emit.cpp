@@ -115,7 +115,7 @@ std::string emit_messages_source(const Catalogue &catalogue, const EmitOptions &
 }
 
 std::string emit_messages_header(const Catalogue &catalogue, const EmitOptions &options) {
-    std::string body = "typedef enum NETMSG_type {\n";
+    std::string body = "#include <zeb2/port.h>\n\ntypedef enum NETMSG_type ZEB_ENUM32 {\n";
     for (size_t i = 0; i < catalogue.messages.size(); i++)
         body += "    " + catalogue.messages[i].name + " = " + std::to_string(i) + ",\n";
     if (catalogue.messages.empty())
