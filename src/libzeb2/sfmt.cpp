@@ -24,13 +24,14 @@ constexpr size_t k_empty_block = 2;
 // never trusted.
 bool resize(SFMT_buffer *bf, size_t size) {
     const size_t old_size = bf->buffer != nullptr ? bf->sz_buffer : 0;
-    char *old = bf->buffer;
+    char *block = static_cast<char *>(realloc(bf->buffer, size));
     bf->sz_buffer = size;
-    bf->buffer = static_cast<char *>(realloc(old, size));
-    if (!ZEB_CHECK_ERRNO(bf->buffer != nullptr)) {
-        free(old);
+    if (!ZEB_CHECK_ERRNO(block != nullptr)) {
+        free(bf->buffer);
+        bf->buffer = nullptr;
         return false;
     }
+    bf->buffer = block;
     if (size > old_size)
         memset(bf->buffer + old_size, 0, size - old_size);
     return true;

@@ -3,11 +3,14 @@
 #include "sfmt_int.h"
 #include "sfmt_testing.h"
 
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <random>
 #include <sys/resource.h>
 
 using testing::HasSubstr;
@@ -251,7 +254,7 @@ TEST(SfmtBuffer, AFailedReallocationLosesTheBlockAndKeepsTheNewSize) {
     SFMT_make_accessable(&b, (size_t{1} << 30) - 2);
     setrlimit(RLIMIT_AS, &before);
     EXPECT_THAT(capture.finish(), testing::ContainsRegex("PREINIT: assertion failed .sfmt.cpp:.*: "
-                                                         "bf->buffer != nullptr: .* memory"));
+                                                         "block != nullptr: .* memory"));
     EXPECT_EQ(b.buffer, nullptr);
     EXPECT_EQ(b.sz_buffer, size_t{1} << 30);
     SFMT_make_accessable(&b, 10);
@@ -484,4 +487,31 @@ TEST(SfmtAltprintf, AbsentCallbacksAreReported) {
     EXPECT_EQ(b.text(), "(null) 0 0 99.9");
     SFMT_cbaltprintf(&b, "x", nullptr, nullptr);
     EXPECT_THAT(capture.finish(), HasSubstr("assertion failed"));
+}
+
+TEST(SfmtAltprintf, AnyFormatStaysWithinItsBlockAndItsLimits) {
+    static const char letters[] = "%%%**00123456789...+-^ ~@#'lLhzdiufFeEgGaxXscpn$*%";
+    static const double values[] = {0,      -1.5,      1e300,    -1e-300,
+                                    5e-324, 9.999e-99, HUGE_VAL, 12345.678};
+    struct Source {
+        std::minstd_rand random;
+        unsigned next() { return static_cast<unsigned>(random()); }
+    } source;
+    SFMT_altprintf_cbs cbs = {
+        [](void *p) -> void * {
+            return static_cast<Source *>(p)->next() % 4 ? const_cast<char *>("text") : nullptr;
+        },
+        [](void *p) { return values[static_cast<Source *>(p)->next() % std::size(values)]; },
+        [](void *p) { return static_cast<int>(static_cast<Source *>(p)->next()); },
+        [](void *p) { return static_cast<long long>(static_cast<Source *>(p)->next()) << 20; }};
+    StderrCapture capture;
+    Buffer b;
+    for (int i = 0; i < 20000; ++i) {
+        std::string format(source.next() % 24, ' ');
+        for (char &c : format)
+            c = letters[source.next() % (sizeof letters - 1)];
+        SFMT_cbaltprintf(&b, format.c_str(), &cbs, &source);
+        ASSERT_LT(strnlen(b.buffer, b.sz_buffer), b.sz_buffer) << format;
+        ASSERT_LE(b.sz_buffer, size_t{1} << 17) << format;
+    }
 }
