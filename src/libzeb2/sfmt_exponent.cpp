@@ -50,7 +50,8 @@ bool has_exponent_sign(const FieldShape &exponent) {
 }
 
 size_t longest(const ExponentField &field) {
-    return static_cast<size_t>(field.whole.digits + field.fraction + field.exponent.digits + 16);
+    const int count = field.whole.digits + field.fraction + field.exponent.digits + 16;
+    return static_cast<size_t>(count);
 }
 
 char *write_exponent(char *out, const ExponentField &field, int exponent) {

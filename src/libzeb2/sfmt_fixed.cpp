@@ -88,7 +88,8 @@ void write_blank_field(TextWriter &out, const FieldShape &whole, int fraction) {
 // The pattern of a value that cannot be shown.
 void write_nines(TextWriter &out, const FieldShape &whole, bool negative, int fraction) {
     const int count = whole.digits > 0 ? whole.digits : 1;
-    char *at = out.reserve(static_cast<size_t>(count + fraction + 2));
+    const int room = count + fraction + 2;
+    char *at = out.reserve(static_cast<size_t>(room));
     if (at == nullptr)
         return;
     at = write_sign(at, whole, negative);
@@ -100,8 +101,8 @@ void write_number(TextWriter &out, const FieldShape &whole, bool negative, const
                   int fraction) {
     const int digits = whole.digits == 0 ? 1 : number.whole_digits();
     const Padding pad = padding_of(whole, whole.digits, digits);
-    const int width = digits > whole.digits ? digits : whole.digits;
-    char *at = out.reserve(static_cast<size_t>(width + fraction + 2));
+    const int room = (digits > whole.digits ? digits : whole.digits) + fraction + 2;
+    char *at = out.reserve(static_cast<size_t>(room));
     if (at == nullptr)
         return;
     if (whole.digits == 0) {
