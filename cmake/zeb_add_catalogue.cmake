@@ -4,8 +4,8 @@
 # application whose records or messages the station's catalogue lacks. STATION adds the definitions
 # that the library was built with: without it the application knows its own alone. A program that
 # links TARGET (directly: object files do not travel further) has the plain NETPACK_ functions use
-# these tables, and its sources see the catalogue's own NETMSG_type and records through the library's
-# headers:
+# these tables, and its sources see the catalogue's own NETMSG_type and records through the
+# library's headers:
 #
 #   find_package(zeb2 REQUIRED)
 #   zeb_add_catalogue(my_catalogue STATION DEFINITIONS my_records.h)

@@ -9,7 +9,9 @@
 namespace zebgen {
 namespace {
 
-std::string line_of(const Place &place) { return place.file + ":" + std::to_string(place.line); }
+std::string line_of(const Place &place) {
+    return place.file + ":" + std::to_string(place.line);
+}
 
 class Checker {
   public:
@@ -53,8 +55,9 @@ class Checker {
     void claim(Named &names, const std::string &kind, const std::string &name, const Place &place) {
         const auto [other, fresh] = names.emplace(name, place);
         if (!fresh)
-            refuse(place, kind + " '" + name + "' is declared twice (first at " +
-                              line_of(other->second) + ")",
+            refuse(place,
+                   kind + " '" + name + "' is declared twice (first at " + line_of(other->second) +
+                       ")",
                    "rename or remove one");
         if (name.size() > k_max_name)
             refuse(place, "name of " + std::to_string(name.size()) + " characters",
@@ -105,8 +108,9 @@ class Checker {
             refuse(message.meta_place, "meta type \"" + message.meta + "\" is no lowercase word",
                    "use small letters, digits and '_', or \"*\" for every instrument");
         if (!message.record.empty() && !records_.count(message.record))
-            refuse(message.record_place, "record '" + message.record + "' of message '" +
-                                             message.name + "' is not declared",
+            refuse(message.record_place,
+                   "record '" + message.record + "' of message '" + message.name +
+                       "' is not declared",
                    "declare it, or use ZEB_MESSAGE_BARE for a message without a record");
     }
 

@@ -50,7 +50,8 @@ bool write_if_changed(const std::string &path, const std::string &content, bool 
     return (write_whole(fresh, content) && rename(fresh.c_str(), path.c_str()) == 0) || fail(error);
 }
 
-bool list_headers(const std::string &directory, std::vector<std::string> &names, std::string &error) {
+bool list_headers(const std::string &directory, std::vector<std::string> &names,
+                  std::string &error) {
     std::error_code code;
     for (const auto &entry : std::filesystem::directory_iterator(directory, code))
         if (entry.path().extension() == ".h")

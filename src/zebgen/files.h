@@ -16,7 +16,8 @@ bool write_if_changed(const std::string &path, const std::string &content, bool 
                       std::string &error);
 
 // The names of the headers of a directory, sorted.
-bool list_headers(const std::string &directory, std::vector<std::string> &names, std::string &error);
+bool list_headers(const std::string &directory, std::vector<std::string> &names,
+                  std::string &error);
 
 } // namespace zebgen
 #endif

@@ -5,10 +5,18 @@
 namespace zebgen {
 namespace {
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-bool is_word_start(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-bool is_word(char c) { return is_word_start(c) || is_digit(c); }
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool is_word_start(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+bool is_word(char c) {
+    return is_word_start(c) || is_digit(c);
+}
+bool is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v';
+}
 
 // Length of the well-formed UTF-8 sequence at the start of `text`, 0 if there is none.
 size_t utf8_length(std::string_view text) {
@@ -75,8 +83,10 @@ class Lexer {
             const size_t length = utf8_length(std::string_view(text_).substr(i));
             const bool control = static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
             if (length == 0 || (control && !is_blank(c) && c != '\n')) {
-                refuse(line, column, c == '\0' ? "NUL byte" : control ? "control character"
-                                                                     : "byte that is not UTF-8",
+                refuse(line, column,
+                       c == '\0' ? "NUL byte"
+                       : control ? "control character"
+                                 : "byte that is not UTF-8",
                        "a definition header is plain text");
                 return false;
             }
@@ -163,7 +173,8 @@ class Lexer {
         for (size_t i = start; i < end; i++) {
             const char c = text_[i];
             const bool blank = is_blank(c) || c == '\n';
-            if (c == '*' && line_start && (i + 1 == end || is_blank(text_[i + 1]) || text_[i + 1] == '\n'))
+            if (c == '*' && line_start &&
+                (i + 1 == end || is_blank(text_[i + 1]) || text_[i + 1] == '\n'))
                 gap = true;
             else if (blank)
                 gap = true;

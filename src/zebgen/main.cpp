@@ -38,7 +38,8 @@ bool complain(const std::string &path, const std::string &reason) {
 std::string include_of(const std::string &path, const std::vector<std::string> &include_dirs) {
     for (const std::string &dir : include_dirs) {
         const std::string prefix = dir.empty() || dir.back() == '/' ? dir : dir + "/";
-        if (!prefix.empty() && path.size() > prefix.size() && path.compare(0, prefix.size(), prefix) == 0)
+        if (!prefix.empty() && path.size() > prefix.size() &&
+            path.compare(0, prefix.size(), prefix) == 0)
             return '"' + path.substr(prefix.size()) + '"';
     }
     return '"' + path + '"';
@@ -134,8 +135,9 @@ void declare(CLI::App &app, Arguments &arguments) {
     app.add_option("-n,--name", arguments.emit.name, "Name of the catalogue in include guards")
         ->type_name("NAME")
         ->capture_default_str();
-    const auto library = app.add_flag("--library", arguments.emit.library,
-                                      "Write the library's own catalogue: private tables and stamp");
+    const auto library =
+        app.add_flag("--library", arguments.emit.library,
+                     "Write the library's own catalogue: private tables and stamp");
     app.add_option("--headers", arguments.headers, "Directory of the generated headers (--library)")
         ->type_name("DIR")
         ->needs(library);

@@ -24,7 +24,8 @@ namespace {
 class Parser {
   public:
     Parser(Source &source, const Tokens &tokens, Problems &problems)
-        : source_(source), tokens_(tokens.tokens), comments_(tokens.comments), problems_(problems) {}
+        : source_(source), tokens_(tokens.tokens), comments_(tokens.comments), problems_(problems) {
+    }
 
     void run() {
         while (!at_end())
@@ -196,7 +197,8 @@ class Parser {
             return refuse_unexpected(peek(), form);
         message.meta_place = place_of(peek());
         message.meta = take().text;
-        if (!bare && (!expect(",", form) || !identifier(message.record, message.record_place, form)))
+        if (!bare &&
+            (!expect(",", form) || !identifier(message.record, message.record_place, form)))
             return false;
         if (!expect(")", form) || !expect(";", form))
             return false;
@@ -234,7 +236,8 @@ class Parser {
         while (!at_end() && !peek().is("}"))
             if (!member(record))
                 skip_member();
-        if (!expect("}", form) || !identifier(record.name, record.place, form) || !expect(";", form))
+        if (!expect("}", form) || !identifier(record.name, record.place, form) ||
+            !expect(";", form))
             return false;
         if (empty)
             refuse(record.place, "record '" + record.name + "' is empty",
@@ -282,8 +285,9 @@ class Parser {
         if (!plain_words(words) || !plain_declarator(words.empty()))
             return false;
         if (words.size() < 2)
-            return words.empty() ? refuse_unexpected(peek(), form)
-                                 : refuse(first, "'" + first.text + "' lacks a type or a name", form);
+            return words.empty()
+                       ? refuse_unexpected(peek(), form)
+                       : refuse(first, "'" + first.text + "' lacks a type or a name", form);
         Field field;
         const Token name = words.back();
         words.pop_back();
@@ -308,7 +312,8 @@ class Parser {
         for (const Token &word : words) {
             if (word.is("union") || word.is("enum"))
                 return refuse(word, "'" + word.text + "' within a record",
-                              word.is("enum") ? "write int" : "give each member a field of its own");
+                              word.is("enum") ? "write int"
+                                              : "give each member a field of its own");
             if (word.is("struct"))
                 return refuse(word, "'struct' within a record",
                               "declare the nested record by itself and use its name");
@@ -345,8 +350,8 @@ class Parser {
         field.length_place = place_of(number);
         if (!expect("]", form))
             return false;
-        return !peek().is("[") || refuse(peek(), "array of arrays",
-                                         "nest a record that holds the inner array");
+        return !peek().is("[") ||
+               refuse(peek(), "array of arrays", "nest a record that holds the inner array");
     }
 
     bool type(Field &field, const std::vector<Token> &words) {
@@ -386,8 +391,8 @@ class Parser {
         int line = semicolon.line;
         for (size_t i = semicolon.comments_before; i < peek().comments_before; i++) {
             const Comment &comment = comments_[i];
-            const bool goes_on = comment.first_on_line && comment.line == line + 1 &&
-                                 comment.column > first.column;
+            const bool goes_on =
+                comment.first_on_line && comment.line == line + 1 && comment.column > first.column;
             if (comment.line != line && !goes_on)
                 break;
             line = comment.end_line;

@@ -64,21 +64,20 @@ constexpr Advice k_advice[] = {
 };
 
 constexpr const char *k_keywords[] = {
-    "alignas",   "alignof",  "and",      "and_eq",    "asm",       "auto",     "bitand",
-    "bitor",     "bool",     "break",    "case",      "catch",     "char",     "class",
-    "compl",     "concept",  "const",    "continue",  "decltype",  "default",  "delete",
-    "do",        "double",   "else",     "enum",      "explicit",  "export",   "extern",
-    "false",     "float",    "for",      "friend",    "goto",      "if",       "inline",
-    "int",       "long",     "mutable",  "namespace", "new",       "noexcept", "not",
-    "not_eq",    "nullptr",  "operator", "or",        "or_eq",     "private",  "protected",
-    "public",    "register", "requires", "restrict",  "return",    "short",    "signed",
-    "sizeof",    "static",   "struct",   "switch",    "template",  "this",     "throw",
-    "true",      "try",      "typedef",  "typeid",    "typename",  "typeof",   "union",
-    "unsigned",  "using",    "virtual",  "void",      "volatile",  "wchar_t",  "while",
-    "xor",       "xor_eq",
+    "alignas",   "alignof",  "and",      "and_eq",   "asm",      "auto",    "bitand",    "bitor",
+    "bool",      "break",    "case",     "catch",    "char",     "class",   "compl",     "concept",
+    "const",     "continue", "decltype", "default",  "delete",   "do",      "double",    "else",
+    "enum",      "explicit", "export",   "extern",   "false",    "float",   "for",       "friend",
+    "goto",      "if",       "inline",   "int",      "long",     "mutable", "namespace", "new",
+    "noexcept",  "not",      "not_eq",   "nullptr",  "operator", "or",      "or_eq",     "private",
+    "protected", "public",   "register", "requires", "restrict", "return",  "short",     "signed",
+    "sizeof",    "static",   "struct",   "switch",   "template", "this",    "throw",     "true",
+    "try",       "typedef",  "typeid",   "typename", "typeof",   "union",   "unsigned",  "using",
+    "virtual",   "void",     "volatile", "wchar_t",  "while",    "xor",     "xor_eq",
 };
 
-template <typename Row, size_t N> const Row *find_row(const Row (&rows)[N], const std::string &word) {
+template <typename Row, size_t N>
+const Row *find_row(const Row (&rows)[N], const std::string &word) {
     const auto row = std::find_if(std::begin(rows), std::end(rows),
                                   [&](const Row &candidate) { return word == candidate.word; });
     return row == std::end(rows) ? nullptr : row;
@@ -86,7 +85,9 @@ template <typename Row, size_t N> const Row *find_row(const Row (&rows)[N], cons
 
 } // namespace
 
-const ScalarType *find_scalar(const std::string &word) { return find_row(k_scalars, word); }
+const ScalarType *find_scalar(const std::string &word) {
+    return find_row(k_scalars, word);
+}
 
 const char *advice_for_type(const std::string &word) {
     const Advice *advice = find_row(k_advice, word);

@@ -23,7 +23,8 @@ int main() {
     EXPECT(NETPACK_find_ds("NET_SERVER_Heartbeat") == nullptr);
 #else
     EXPECT(NETPACK_find_ds("NET_SERVER_Heartbeat") != nullptr);
-    EXPECT(strcmp(NETPACK_find_msg_by_type(MSG_SERVER_HEARTBEAT)->name, "MSG_SERVER_HEARTBEAT") == 0);
+    EXPECT(strcmp(NETPACK_find_msg_by_type(MSG_SERVER_HEARTBEAT)->name, "MSG_SERVER_HEARTBEAT") ==
+           0);
 #endif
     return failures != 0;
 }

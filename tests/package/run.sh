@@ -18,9 +18,12 @@ for component in libzeb2 libzeb2-dev; do
     "$cmake" --install "$build" --prefix "$work/usr" --component $component >"$work/log"
 done
 
-"$cmake" -S "$source" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" \
-    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="$flags" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
-"$cmake" --build "$work/build" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+quietly() {
+    "$@" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+}
+quietly "$cmake" -S "$source" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" \
+    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="$flags"
+quietly "$cmake" --build "$work/build"
 for program in plain own alone; do
     "$work/build/$program" || { echo "$program failed"; exit 1; }
 done
@@ -38,7 +41,9 @@ fi
 # Every installed header stands by itself, in both languages.
 for header in "$work"/usr/include/zeb2/*.h "$work"/usr/include/zeb2/definitions/*.h; do
     echo "#include <zeb2/${header#"$work"/usr/include/zeb2/}>" >"$work/header.c"
-    "$cc" -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$work/usr/include" "$work/header.c"
-    "$cxx" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ -I "$work/usr/include" \
-        "$work/header.c"
+    strict="-Wall -Wextra -Wpedantic -Werror -fsyntax-only -I $work/usr/include"
+    # shellcheck disable=SC2086
+    "$cc" -std=c11 $strict "$work/header.c"
+    # shellcheck disable=SC2086
+    "$cxx" -std=c++17 $strict -x c++ "$work/header.c"
 done

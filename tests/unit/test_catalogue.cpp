@@ -134,14 +134,13 @@ TEST(Catalogue, PublicTablesHaveTheContentsOfThePrivateOnes) {
 }
 
 TEST(Catalogue, RevisionIsABlankAndAUtcTime) {
-    EXPECT_TRUE(std::regex_match(
-        g_libzeb2_revision, std::regex(" \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")))
+    EXPECT_TRUE(std::regex_match(g_libzeb2_revision,
+                                 std::regex(" \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")))
         << g_libzeb2_revision;
 }
 
 TEST(Catalogue, ServerHeartbeatAndHandshakeRecords) {
-    expect_record("NET_SERVER_Heartbeat", 4,
-                  {{"hb_idx", NETDSD_FT_UINT, 0, 1, 4, "unsigned int"}});
+    expect_record("NET_SERVER_Heartbeat", 4, {{"hb_idx", NETDSD_FT_UINT, 0, 1, 4, "unsigned int"}});
     expect_record("NET_SERVER_ServerHandshake", 4,
                   {{"hb_idx", NETDSD_FT_UINT, 0, 1, 4, "unsigned int"}});
     expect_record("NET_SERVER_ClientHandshake", 32,
@@ -149,8 +148,7 @@ TEST(Catalogue, ServerHeartbeatAndHandshakeRecords) {
 }
 
 TEST(Catalogue, ServerInstrumentRecords) {
-    expect_record("NET_SERVER_InstrumentTag", 32,
-                  {{"tag", NETDSD_FT_STRING, 0, 32, 1, "STRING"}});
+    expect_record("NET_SERVER_InstrumentTag", 32, {{"tag", NETDSD_FT_STRING, 0, 32, 1, "STRING"}});
     expect_record("NET_SERVER_InstrumentInfo", 321,
                   {{"display_name", NETDSD_FT_STRING, 32, 32, 1, "STRING"},
                    {"id_ch", NETDSD_FT_CHAR, 64, 1, 1, "char"},
@@ -168,9 +166,9 @@ TEST(Catalogue, ServerFilterRecords) {
                    {"target", NETDSD_FT_BOOL, 0, 1, 1, "BOOL"},
                    {"type_match", NETDSD_FT_INT, 68, 1, 4, "int"},
                    {"uid", NETDSD_FT_UINT, 616, 1, 4, "DWORD"}});
-    expect_record("NET_SERVER_FilterDelete", 8,
-                  {{"all", NETDSD_FT_BOOL, 0, 1, 1, "BOOL"},
-                   {"uid", NETDSD_FT_UINT, 4, 1, 4, "DWORD"}});
+    expect_record(
+        "NET_SERVER_FilterDelete", 8,
+        {{"all", NETDSD_FT_BOOL, 0, 1, 1, "BOOL"}, {"uid", NETDSD_FT_UINT, 4, 1, 4, "DWORD"}});
 }
 
 TEST(Catalogue, MonitorMessageRecord) {
@@ -195,13 +193,10 @@ TEST(Catalogue, AveragingControlRecords) {
 TEST(Catalogue, LogControlRecords) {
     expect_record("NET_LOG_Info", 1, {{"enabled", NETDSD_FT_BOOL, 0, 1, 1, "BOOL"}});
     expect_record("NET_LOG_SetState", 1, {{"enable", NETDSD_FT_BOOL, 0, 1, 1, "BOOL"}});
-    expect_record("NET_LOG_MonitorSnapshot", 8,
-                  {{"montime", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
+    expect_record("NET_LOG_MonitorSnapshot", 8, {{"montime", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
     expect_record("NET_LOG_NewAverage", 8, {{"starttime", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
-    expect_record("NET_LOG_SetInterval", 8,
-                  {{"interval", NETDSD_FT_DOUBLE, 0, 1, 8, "double"}});
-    expect_record("NET_LOG_SwitchFiles", 4,
-                  {{"switchtime", NETDSD_FT_TIME, 0, 1, 4, "time_t"}});
+    expect_record("NET_LOG_SetInterval", 8, {{"interval", NETDSD_FT_DOUBLE, 0, 1, 8, "double"}});
+    expect_record("NET_LOG_SwitchFiles", 4, {{"switchtime", NETDSD_FT_TIME, 0, 1, 4, "time_t"}});
 }
 
 TEST(Catalogue, ServerMessages) {

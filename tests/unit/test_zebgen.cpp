@@ -39,19 +39,21 @@ Result generate(const std::vector<Header> &headers) {
     return result;
 }
 
-Result generate(const std::string &text) { return generate({{"t.h", text}}); }
+Result generate(const std::string &text) {
+    return generate({{"t.h", text}});
+}
 
 // One line of members, at line 3, in a packed record.
 std::string packed(const std::string &members) {
-    return "#pragma pack(push, 4)\ntypedef struct {\n" + members + "\n} NET_T;\n#pragma pack(pop)\n";
+    return "#pragma pack(push, 4)\ntypedef struct {\n" + members +
+           "\n} NET_T;\n#pragma pack(pop)\n";
 }
 
 void expect_error(const std::string &text, const std::string &error) {
     const Result result = generate(text);
-    ASSERT_EQ(result.errors.size(), 1u) << text << "\nfirst: "
-                                        << (result.errors.empty() ? "none" : result.errors[0])
-                                        << (result.errors.size() > 1 ? "\nsecond: " + result.errors[1]
-                                                                     : "");
+    ASSERT_EQ(result.errors.size(), 1u)
+        << text << "\nfirst: " << (result.errors.empty() ? "none" : result.errors[0])
+        << (result.errors.size() > 1 ? "\nsecond: " + result.errors[1] : "");
     EXPECT_EQ(result.errors[0], error) << text;
 }
 
@@ -59,7 +61,8 @@ std::vector<Field> fields_of(const std::string &members) {
     const Result result = generate(packed(members));
     for (const std::string &error : result.errors)
         ADD_FAILURE() << error;
-    return result.catalogue.records.empty() ? std::vector<Field>() : result.catalogue.records[0].fields;
+    return result.catalogue.records.empty() ? std::vector<Field>()
+                                            : result.catalogue.records[0].fields;
 }
 
 std::string comment_of(const std::string &members) {
@@ -76,31 +79,31 @@ struct TypeRow {
 } // namespace
 
 TEST(ZebgenTypes, MapsEveryScalarToItsCodeAndWord) {
-    for (const TypeRow &row : std::initializer_list<TypeRow>{
-             {"BOOL", "BOOL", "BOOL"},
-             {"char", "CHAR", "char"},
-             {"int8_t", "CHAR", "int8_t"},
-             {"BYTE", "BYTE", "BYTE"},
-             {"unsigned char", "BYTE", "unsigned char"},
-             {"uint8_t", "BYTE", "uint8_t"},
-             {"short", "SHORT", "short"},
-             {"int16_t", "SHORT", "int16_t"},
-             {"unsigned short", "USHORT", "unsigned short"},
-             {"WORD", "USHORT", "WORD"},
-             {"uint16_t", "USHORT", "uint16_t"},
-             {"int", "INT", "int"},
-             {"int32_t", "INT", "int32_t"},
-             {"unsigned int", "UINT", "unsigned int"},
-             {"unsigned\n  int", "UINT", "unsigned int"},
-             {"DWORD", "UINT", "DWORD"},
-             {"uint32_t", "UINT", "uint32_t"},
-             {"LONG", "LONG", "long"},
-             {"ULONG", "ULONG", "unsigned long"},
-             {"SIZET", "SIZET", "size_t"},
-             {"TIME", "TIME", "time_t"},
-             {"FTIME", "FTIME", "FTIME"},
-             {"double", "DOUBLE", "double"},
-             {"float", "FLOAT", "float"}}) {
+    for (const TypeRow &row :
+         std::initializer_list<TypeRow>{{"BOOL", "BOOL", "BOOL"},
+                                        {"char", "CHAR", "char"},
+                                        {"int8_t", "CHAR", "int8_t"},
+                                        {"BYTE", "BYTE", "BYTE"},
+                                        {"unsigned char", "BYTE", "unsigned char"},
+                                        {"uint8_t", "BYTE", "uint8_t"},
+                                        {"short", "SHORT", "short"},
+                                        {"int16_t", "SHORT", "int16_t"},
+                                        {"unsigned short", "USHORT", "unsigned short"},
+                                        {"WORD", "USHORT", "WORD"},
+                                        {"uint16_t", "USHORT", "uint16_t"},
+                                        {"int", "INT", "int"},
+                                        {"int32_t", "INT", "int32_t"},
+                                        {"unsigned int", "UINT", "unsigned int"},
+                                        {"unsigned\n  int", "UINT", "unsigned int"},
+                                        {"DWORD", "UINT", "DWORD"},
+                                        {"uint32_t", "UINT", "uint32_t"},
+                                        {"LONG", "LONG", "long"},
+                                        {"ULONG", "ULONG", "unsigned long"},
+                                        {"SIZET", "SIZET", "size_t"},
+                                        {"TIME", "TIME", "time_t"},
+                                        {"FTIME", "FTIME", "FTIME"},
+                                        {"double", "DOUBLE", "double"},
+                                        {"float", "FLOAT", "float"}}) {
         const std::vector<Field> scalar = fields_of(std::string(row.declaration) + " x;");
         ASSERT_EQ(scalar.size(), 1u) << row.declaration;
         EXPECT_EQ(scalar[0].code, row.code);
@@ -120,9 +123,8 @@ TEST(ZebgenTypes, StringKeepsItsOwnCode) {
 }
 
 TEST(ZebgenTypes, NestedRecordIsBinWithOrWithoutLength) {
-    const Result result =
-        generate("#pragma pack(push, 4)\ntypedef struct { int i; } A;\n"
-                 "typedef struct { A one; A many[4]; } B;\n#pragma pack(pop)\n");
+    const Result result = generate("#pragma pack(push, 4)\ntypedef struct { int i; } A;\n"
+                                   "typedef struct { A one; A many[4]; } B;\n#pragma pack(pop)\n");
     ASSERT_TRUE(result.errors.empty()) << result.errors[0];
     const std::vector<Field> &fields = result.catalogue.records[1].fields;
     EXPECT_EQ(fields[0].name, "many");
@@ -187,9 +189,10 @@ TEST(ZebgenMembers, RefusesUnionsEnumsAndStructs) {
     expect_error(packed("union { int a; float b; } x;"),
                  "t.h:3:1: error: 'union' within a record; give each member a field of its own");
     expect_error(packed("enum E x;"), "t.h:3:1: error: 'enum' within a record; write int");
-    expect_error(packed("struct { int a; } x;"),
-                 "t.h:3:1: error: 'struct' within a record; declare the nested record by itself and "
-                 "use its name");
+    expect_error(
+        packed("struct { int a; } x;"),
+        "t.h:3:1: error: 'struct' within a record; declare the nested record by itself and "
+        "use its name");
     expect_error(packed("const int x;"), "t.h:3:1: error: 'const' within a record; leave it out");
 }
 
@@ -211,8 +214,9 @@ TEST(ZebgenMembers, RefusesStringThatIsNoArray) {
 }
 
 TEST(ZebgenMembers, RefusesAMemberDeclaredTwice) {
-    expect_error(packed("int x;\nfloat x;"),
-                 "t.h:4:7: error: member 'x' is declared twice (first at t.h:3); rename or remove one");
+    expect_error(
+        packed("int x;\nfloat x;"),
+        "t.h:4:7: error: member 'x' is declared twice (first at t.h:3); rename or remove one");
 }
 
 TEST(ZebgenMembers, RefusesIncompleteMembers) {
@@ -367,8 +371,9 @@ TEST(ZebgenRecords, RefusesARecordDeclaredTwice) {
 }
 
 TEST(ZebgenRecords, RefusesAnEmptyRecord) {
-    expect_error(packed(""), "t.h:4:3: error: record 'NET_T' is empty; give it a member, or tie its "
-                             "messages to no record with ZEB_MESSAGE_BARE");
+    expect_error(packed(""),
+                 "t.h:4:3: error: record 'NET_T' is empty; give it a member, or tie its "
+                 "messages to no record with ZEB_MESSAGE_BARE");
 }
 
 TEST(ZebgenRecords, RefusesARecordNestedInItself) {
@@ -410,9 +415,11 @@ TEST(ZebgenRecords, RefusesMalformedRecords) {
 }
 
 TEST(ZebgenFiles, RefusesAnythingElse) {
-    const std::string mend = "; a definition header holds records ('typedef struct { ... } NAME;'), "
-                             "messages and integer constants only";
-    expect_error("struct S { int i; };\n", "t.h:1:1: error: 'struct' is not understood here" + mend);
+    const std::string mend =
+        "; a definition header holds records ('typedef struct { ... } NAME;'), "
+        "messages and integer constants only";
+    expect_error("struct S { int i; };\n",
+                 "t.h:1:1: error: 'struct' is not understood here" + mend);
     expect_error("extern int x;\n", "t.h:1:1: error: 'extern' is not understood here" + mend);
     expect_error("extern \"C\" { int f(void); }\nint x;\n",
                  "t.h:1:1: error: 'extern' is not understood here" + mend);
@@ -433,8 +440,9 @@ TEST(ZebgenFiles, RefusesConditionalsAndOtherPreprocessorLines) {
 }
 
 TEST(ZebgenFiles, RefusesMacrosThatAreNoIntegers) {
-    const std::string mend = " is not an integer constant; write '#define NAME 123' or keep it out of "
-                             "definition headers";
+    const std::string mend =
+        " is not an integer constant; write '#define NAME 123' or keep it out of "
+        "definition headers";
     expect_error("#define N\n", "t.h:1:9: error: macro 'N'" + mend);
     expect_error("#define N \"3\"\n", "t.h:1:9: error: macro 'N'" + mend);
     expect_error("#define N (3)\n", "t.h:1:9: error: macro 'N'" + mend);
@@ -443,8 +451,9 @@ TEST(ZebgenFiles, RefusesMacrosThatAreNoIntegers) {
     expect_error("#define\n", "t.h:1:1: error: malformed '#define'; write '#define NAME 123'");
     expect_error("#define WORD 3\n",
                  "t.h:1:9: error: macro 'WORD' hides a word of the language; rename it");
-    expect_error("#define N 1\n#define N 2\n",
-                 "t.h:2:9: error: macro 'N' is declared twice (first at t.h:1); rename or remove one");
+    expect_error(
+        "#define N 1\n#define N 2\n",
+        "t.h:2:9: error: macro 'N' is declared twice (first at t.h:1); rename or remove one");
 }
 
 TEST(ZebgenFiles, RefusesACommentThatNeverEnds) {
@@ -482,9 +491,9 @@ TEST(ZebgenFiles, ReportsEveryProblemOfARun) {
         "  double d;\n} NET_T;\ntypedef union { int i; } NET_U;\n#pragma pack(pop)\n"
         "ZEB_MESSAGE(MSG_T, \"T\", NET_V);\n");
     ASSERT_EQ(result.errors.size(), 7u);
-    const char *starts[] = {"t.h:1:1: error: 'int'", "t.h:4:3: error: type 'long'",
-                            "t.h:5:8: error: bit-field", "t.h:6:8: error: pointer",
-                            "t.h:9:9: error: 'union'",   "t.h:11:20: error: meta type",
+    const char *starts[] = {"t.h:1:1: error: 'int'",           "t.h:4:3: error: type 'long'",
+                            "t.h:5:8: error: bit-field",       "t.h:6:8: error: pointer",
+                            "t.h:9:9: error: 'union'",         "t.h:11:20: error: meta type",
                             "t.h:11:25: error: record 'NET_V'"};
     for (size_t i = 0; i < 7; i++)
         EXPECT_EQ(result.errors[i].rfind(starts[i], 0), 0u) << result.errors[i];
@@ -503,9 +512,10 @@ TEST(ZebgenMessages, RefusesAMessageNamedLikeARecord) {
 }
 
 TEST(ZebgenMessages, RefusesAMessageWhoseRecordDoesNotExist) {
-    expect_error("ZEB_MESSAGE(MSG_T, \"t\", NET_T);\n",
-                 "t.h:1:25: error: record 'NET_T' of message 'MSG_T' is not declared; declare it, or "
-                 "use ZEB_MESSAGE_BARE for a message without a record");
+    expect_error(
+        "ZEB_MESSAGE(MSG_T, \"t\", NET_T);\n",
+        "t.h:1:25: error: record 'NET_T' of message 'MSG_T' is not declared; declare it, or "
+        "use ZEB_MESSAGE_BARE for a message without a record");
 }
 
 TEST(ZebgenMessages, RefusesAMetaTypeThatIsNoLowercaseWord) {
@@ -519,7 +529,8 @@ TEST(ZebgenMessages, RefusesAMetaTypeThatIsNoLowercaseWord) {
 TEST(ZebgenMessages, RefusesMalformedMessages) {
     const std::string form = "; write 'ZEB_MESSAGE(NAME, \"meta\", RECORD);'";
     const std::string bare = "; write 'ZEB_MESSAGE_BARE(NAME, \"meta\");'";
-    expect_error("ZEB_MESSAGE(MSG_T, \"t\");\n", "t.h:1:23: error: ')' is not understood here" + form);
+    expect_error("ZEB_MESSAGE(MSG_T, \"t\");\n",
+                 "t.h:1:23: error: ')' is not understood here" + form);
     expect_error("ZEB_MESSAGE(MSG_T, t, NET_T);\n",
                  "t.h:1:20: error: 't' is not understood here" + form);
     expect_error("ZEB_MESSAGE_BARE(MSG_T, \"t\", NET_T);\n",
@@ -560,7 +571,8 @@ TEST(ZebgenOutput, SortsByByteOrderNotByDeclaration) {
 }
 
 TEST(ZebgenOutput, NumbersTheEnumerationExplicitly) {
-    const Result result = generate("ZEB_MESSAGE_BARE(MSG_B, \"t\");\nZEB_MESSAGE_BARE(MSG_A, \"t\");\n");
+    const Result result =
+        generate("ZEB_MESSAGE_BARE(MSG_B, \"t\");\nZEB_MESSAGE_BARE(MSG_A, \"t\");\n");
     EXPECT_EQ(emit_messages_header(result.catalogue, {false, "my-app"}),
               "/* Generated by zebgen; changes will be lost. */\n#ifndef ZEB_MY_APP_MSG_LIST_H\n"
               "#define ZEB_MY_APP_MSG_LIST_H\n\n#include <zeb2/port.h>\n\n"
@@ -582,12 +594,15 @@ TEST(ZebgenOutput, EscapesStringsByteForByte) {
     EXPECT_EQ(c_string("S_${INST:A\\d+}"), "\"S_${INST:A\\\\d+}\"");
     EXPECT_EQ(c_string("say \"no\""), "\"say \\\"no\\\"\"");
     EXPECT_EQ(c_string("what?\?/"), "\"what?\\?/\"");
-    EXPECT_EQ(c_string("\xc2\xb5" "1"), "\"\\302\\2651\"");
+    EXPECT_EQ(c_string("\xc2\xb5"
+                       "1"),
+              "\"\\302\\2651\"");
 }
 
 TEST(ZebgenOutput, FieldRowsLeaveNumbersToTheCompiler) {
-    const Result result = generate(packed("double X[7]; // Black (ug/m3) | X${INDEX:1:2}c_${INST:A\\d+}\n"
-                                          "WORD flags;"));
+    const Result result =
+        generate(packed("double X[7]; // Black (ug/m3) | X${INDEX:1:2}c_${INST:A\\d+}\n"
+                        "WORD flags;"));
     const std::string source = emit_records_source(result.catalogue, {});
     EXPECT_NE(source.find("static const NETDSD_field _ndsd_fl_NET_T[] = {\n"
                           "    ARRAY(NET_T, X, A_DOUBLE, \"double\", \"Black (ug/m3) | "
@@ -616,8 +631,8 @@ TEST(ZebgenOutput, OnlyTheLibraryHasPrivateTables) {
 }
 
 TEST(ZebgenOutput, RevisionIsABlankAndAUtcTime) {
-    EXPECT_NE(emit_revision(1408631041).find(
-                  "const char *const g_libzeb2_revision = \" 2014-08-21T14:24:01Z\";"),
+    EXPECT_NE(emit_revision(1408631041)
+                  .find("const char *const g_libzeb2_revision = \" 2014-08-21T14:24:01Z\";"),
               std::string::npos);
 }
 
@@ -673,14 +688,15 @@ TEST(ZebgenProgram, BrokenHeadersFailAndLeaveNothing) {
     write_file(dir / "c.h", packed("time_t t;"));
     const Outcome run = run_zebgen(dir, "--out out a.h b.h c.h");
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.output,
-              "a.h:1:1: error: record 'NET_T' is not packed; put '#pragma pack(push, 4)' before it "
-              "and '#pragma pack(pop)' after it\n"
-              "b.h:1:1: error: NUL byte; a definition header is plain text\n"
-              "c.h:3:1: error: type 'time_t' cannot be used in a record; write TIME (32 bits on every "
-              "host)\n"
-              "c.h:4:3: error: record 'NET_T' is declared twice (first at a.h:1); rename or remove "
-              "one\n");
+    EXPECT_EQ(
+        run.output,
+        "a.h:1:1: error: record 'NET_T' is not packed; put '#pragma pack(push, 4)' before it "
+        "and '#pragma pack(pop)' after it\n"
+        "b.h:1:1: error: NUL byte; a definition header is plain text\n"
+        "c.h:3:1: error: type 'time_t' cannot be used in a record; write TIME (32 bits on every "
+        "host)\n"
+        "c.h:4:3: error: record 'NET_T' is declared twice (first at a.h:1); rename or remove "
+        "one\n");
     EXPECT_EQ(inode_of(dir / "out"), 0u);
 }
 
