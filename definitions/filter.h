@@ -1,0 +1,45 @@
+/* filter.h - carousel of aerosol filters for later analysis in the laboratory. */
+#ifndef ZEB2_DEFINITIONS_FILTER_H
+#define ZEB2_DEFINITIONS_FILTER_H
+
+#include <zeb2/definitions/io.h>
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    BOOL heat;       /* Heat the filter rack */
+    double setpoint; /* Rack temperature set point (C) */
+} NET_FILTER_RackHeat;
+
+typedef struct {
+    WORD state;            /* 0 idle, 1 sampling, 2 bypassed, 3 changing, 4 finished */
+    BYTE n;                /* Number of filters in the carousel */
+    BYTE current;          /* Filter being sampled, from 1 on (0: none) */
+    WORD valves;           /* Valves that are open, bit i of filter i (bits) */
+    BOOL bypassed;         /* Sampling is bypassed */
+    FTIME carousel_start;  /* Start of this carousel (s since 1970) */
+    FTIME filter_start[8]; /* Start of sampling on each filter, -1 before it (s since 1970) */
+    FTIME filter_end[8];   /* End of sampling on each filter, -1 before it (s since 1970) */
+    double volume[8];      /* Sampled volume of each filter (m3) |
+                              Qt${INDEX:1:2:3:4:5:6:7:8}_${INST:F\d+} */
+    double Q;              /* Sample flow (slpm) | Q_${INST:F\d+} */
+    double T;              /* Rack temperature (C) | T_${INST:F\d+} */
+    double U;              /* Sample relative humidity (%) | U_${INST:F\d+} */
+    double dP;             /* Pressure drop over the filter (hPa) | Pd_${INST:F\d+} */
+} NET_FILTER_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE_BARE(MSG_FILTER_BYPASS, "filter");
+ZEB_MESSAGE(MSG_FILTER_BYPASSMULTI, "filter", NET_IO_LockID);
+ZEB_MESSAGE_BARE(MSG_FILTER_BYPASSOVERRIDE, "filter");
+ZEB_MESSAGE_BARE(MSG_FILTER_CHANGE_BEGIN, "filter");
+ZEB_MESSAGE_BARE(MSG_FILTER_CHANGE_END, "filter");
+ZEB_MESSAGE(MSG_FILTER_RACK_HEAT, "filter", NET_FILTER_RackHeat);
+ZEB_MESSAGE(MSG_FILTER_STATUS, "filter", NET_FILTER_Status);
+ZEB_MESSAGE_BARE(MSG_FILTER_UNBYPASS, "filter");
+ZEB_MESSAGE(MSG_FILTER_UNBYPASSMUTLI, "filter", NET_IO_LockID);
+ZEB_MESSAGE_BARE(MSG_FILTER_UNBYPASSOVERRIDE, "filter");
+
+#endif

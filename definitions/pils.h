@@ -1,0 +1,50 @@
+/* pils.h - particle-into-liquid sampler: aerosol grown in steam and collected into vials. */
+#ifndef ZEB2_DEFINITIONS_PILS_H
+#define ZEB2_DEFINITIONS_PILS_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+/* One entry of the queue: a sample, or a blank of filtered air. */
+typedef struct {
+    FTIME start_time; /* Start of collecting, -1 for at once (s since 1970) */
+    double duration;  /* Duration of collecting (s) */
+    BYTE vial;        /* First vial to fill, from 1 on (0: the next empty one) */
+    STRING comment[256];
+} NET_PILS_Acquire;
+
+typedef struct {
+    FTIME time;
+    double Q;       /* Sample flow (lpm) | Q1_${INST:F\d+} */
+    double Q_steam; /* Steam water flow (ml/min) | Q2_${INST:F\d+} */
+    double Q_wash;  /* Transport liquid flow (ml/min) | Q3_${INST:F\d+} */
+    double T1;      /* Steam generator temperature (C) | T1_${INST:F\d+} */
+    double T2;      /* Steam tip temperature (C) | T2_${INST:F\d+} */
+    double T3;      /* Condensation chamber temperature (C) | T3_${INST:F\d+} */
+    double P;       /* Sample pressure (hPa) | P_${INST:F\d+} */
+    BYTE vial;      /* Vial being filled (0: none) */
+    BOOL blank;     /* Filtered air is sampled */
+} NET_PILS_Instant;
+
+typedef struct {
+    WORD state;  /* 0 off, 1 warming up, 2 waiting, 3 collecting, 4 moving to a vial, 5 shutting
+                    down, 6 failed */
+    WORD flags;  /* Instrument status (bits) */
+    BYTE queued; /* Entries in the queue */
+    BOOL shutdown_queued;     /* A shut-down follows the last entry */
+    NET_PILS_Acquire current; /* *instant */
+    FTIME end_time;           /* End of the present entry (s since 1970) */
+} NET_PILS_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_PILS_INSTANT, "pils", NET_PILS_Instant);
+ZEB_MESSAGE_BARE(MSG_PILS_QUEUE_CLEAR, "pils");
+ZEB_MESSAGE(MSG_PILS_QUEUE_FILTER, "pils", NET_PILS_Acquire);
+ZEB_MESSAGE(MSG_PILS_QUEUE_SAMPLE, "pils", NET_PILS_Acquire);
+ZEB_MESSAGE_BARE(MSG_PILS_QUEUE_SHUTDOWN, "pils");
+ZEB_MESSAGE_BARE(MSG_PILS_SHUTDOWN, "pils");
+ZEB_MESSAGE(MSG_PILS_STATUS, "pils", NET_PILS_Status);
+
+#endif

@@ -1,0 +1,41 @@
+/* tsitmf.h - thermal mass flow meter. */
+#ifndef ZEB2_DEFINITIONS_TSITMF_H
+#define ZEB2_DEFINITIONS_TSITMF_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    FTIME time;
+    double Q;      /* Flow (slpm) | Q_${INST:Q\d+} | -1;500 */
+    double T;      /* Gas temperature (C) | T_${INST:Q\d+} */
+    double P;      /* Gas pressure (hPa) | P_${INST:Q\d+} */
+    double volume; /* Totalled volume (m3) | Qt_${INST:Q\d+} */
+} NET_TSITMF_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    double Q;      /* Flow (slpm) | Q_${INST:Q\d+} | -1;500 */
+    double T;      /* Gas temperature (C) | T_${INST:Q\d+} */
+    double P;      /* Gas pressure (hPa) | P_${INST:Q\d+} */
+    double volume; /* Totalled volume (m3) | Qt_${INST:Q\d+} */
+} NET_TSITMF_Avg;
+
+typedef struct {
+    WORD state; /* 0 starting, 1 reading, 2 no answer */
+    WORD flags; /* Instrument status (bits) */
+    STRING gas[16];
+    STRING model[32];
+    STRING serial_number[32];
+    STRING firmware[32];
+} NET_TSITMF_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_TSITMF_AVERAGE, "tsitmf", NET_TSITMF_Avg);
+ZEB_MESSAGE(MSG_TSITMF_INSTANT, "tsitmf", NET_TSITMF_Instant);
+ZEB_MESSAGE(MSG_TSITMF_STATUS, "tsitmf", NET_TSITMF_Status);
+
+#endif

@@ -1,0 +1,82 @@
+/* umac.h - microcontroller board with analogue inputs and outputs and digital ports. */
+#ifndef ZEB2_DEFINITIONS_UMAC_H
+#define ZEB2_DEFINITIONS_UMAC_H
+
+#include <zeb2/port.h>
+
+#pragma pack(push, 4)
+
+typedef struct {
+    STRING name[32];
+    double raw; /* Signal at the terminal (V) | V_${INST:X\d+} */
+    double val; /* Calibrated value, in the unit of the channel (any) | ZVAL_${INST:X\d+} */
+} NET_UMAC_AnalogIn;
+
+typedef struct {
+    STRING name[32];
+    double raw; /* Signal at the terminal (V) | Vo_${INST:X\d+} */
+    double val; /* Value asked for, in the unit of the channel (any) | ZOUT_${INST:X\d+} */
+} NET_UMAC_AnalogOut;
+
+typedef struct {
+    DWORD inputs;  /* Digital inputs, bit i of input i (bits) */
+    DWORD outputs; /* Digital outputs, bit i of output i (bits) */
+} NET_UMAC_DIO;
+
+typedef struct {
+    FTIME time;
+    BYTE n_ain;                /* Number of analogue inputs used */
+    BYTE n_aout;               /* Number of analogue outputs used */
+    NET_UMAC_AnalogIn ain[24]; /* *instant */
+    NET_UMAC_AnalogOut aout[8];
+    NET_UMAC_DIO dio;
+    double V; /* Supply voltage (V) | Vs_${INST:X\d+} */
+    double T; /* Board temperature (C) | T_${INST:X\d+} */
+} NET_UMAC_Instant;
+
+typedef struct {
+    FTIME start_time;
+    FTIME end_time;
+    BYTE n_ain;                /* Number of analogue inputs used */
+    NET_UMAC_AnalogIn ain[24]; /* *instant */
+    double V;                  /* Supply voltage (V) | Vs_${INST:X\d+} */
+    double T;                  /* Board temperature (C) | T_${INST:X\d+} */
+} NET_UMAC_Avg;
+
+typedef struct {
+    DWORD resets;     /* Resets of the board seen */
+    DWORD timeouts;   /* Requests without an answer */
+    DWORD damaged;    /* Answers with a wrong checksum */
+    DWORD refused;    /* Requests that the board refused */
+    FTIME last_error; /* Time of the last increase (s since 1970) */
+} NET_UMAC_ErrorStatus;
+
+typedef struct {
+    BYTE channel; /* Number of the output, from 0 on */
+    double val;   /* Wanted value, in the unit of the channel */
+    STRING name[32];
+} NET_UMAC_SetAO;
+
+typedef struct {
+    DWORD val;  /* Wanted states, bit i of output i (bits) */
+    DWORD mask; /* Outputs to be set, bit i of output i (bits) */
+} NET_UMAC_SetDO;
+
+typedef struct {
+    WORD state;      /* 0 starting, 1 reading, 2 no answer */
+    BYTE address;    /* Address of the board */
+    BYTE revision;   /* Revision of the board */
+    double interval; /* Time between readings (s) */
+    STRING firmware[32];
+} NET_UMAC_Status;
+
+#pragma pack(pop)
+
+ZEB_MESSAGE(MSG_UMAC_AVERAGE, "umac", NET_UMAC_Avg);
+ZEB_MESSAGE(MSG_UMAC_ERROR_STATUS, "umac", NET_UMAC_ErrorStatus);
+ZEB_MESSAGE(MSG_UMAC_INSTANT, "umac", NET_UMAC_Instant);
+ZEB_MESSAGE(MSG_UMAC_SET_AO, "umac", NET_UMAC_SetAO);
+ZEB_MESSAGE(MSG_UMAC_SET_DO, "umac", NET_UMAC_SetDO);
+ZEB_MESSAGE(MSG_UMAC_STATUS, "umac", NET_UMAC_Status);
+
+#endif
