@@ -13,7 +13,7 @@ typedef struct {
                      Nc${INDEX:1:2:3:4:5:6:7:8:9:10:11:12:13:14:15:16:17:18:19:20:21:22:23:24:25:26:27:28:29:30:31:32}_${INST:N\d+}
                      | 0;1E5 */
     double Nt;    /* Total particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E5 */
-    double X[3];  /* Mass concentration (ug/m3) | X{10:2.5:1}_${INST:N\d+} */
+    double X[3];  /* Mass concentration (ug/m3) | X${INDEX:10:25:1}_${INST:N\d+} */
     double Q;     /* Sample flow (lpm) | Q_${INST:N\d+} */
     double T;     /* Sample temperature (C) | T_${INST:N\d+} */
     double U;     /* Sample relative humidity (%) | U_${INST:N\d+} */
@@ -29,7 +29,7 @@ typedef struct {
                      Nc${INDEX:1:2:3:4:5:6:7:8:9:10:11:12:13:14:15:16:17:18:19:20:21:22:23:24:25:26:27:28:29:30:31:32}_${INST:N\d+}
                      | 0;1E5 */
     double Nt;    /* Total particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E5 */
-    double X[3];  /* Mass concentration (ug/m3) | X{10:2.5:1}_${INST:N\d+} */
+    double X[3];  /* Mass concentration (ug/m3) | X${INDEX:10:25:1}_${INST:N\d+} */
     double Q;     /* Sample flow (lpm) | Q_${INST:N\d+} */
     double T;     /* Sample temperature (C) | T_${INST:N\d+} */
     double U;     /* Sample relative humidity (%) | U_${INST:N\d+} */
