@@ -163,10 +163,13 @@ char *value_of(CONF_node *node) {
     return node->value;
 }
 
-// The first index whose name is not less than the wanted one.
+// The first index whose name is not less than the wanted one. Files tend to be sorted, so the end
+// is tried first.
 size_t insertion_index(const CONF_node *node, const char *name) {
-    size_t low = 0;
-    for (size_t high = node->n_children; low < high;) {
+    size_t low = 0, high = node->n_children;
+    if (high > 0 && UTIL_strcasecmp(node->children[high - 1]->name, name) < 0)
+        return high;
+    while (low < high) {
         const size_t middle = low + (high - low) / 2;
         if (UTIL_strcasecmp(node->children[middle]->name, name) < 0)
             low = middle + 1;
@@ -203,8 +206,7 @@ CONF_node *alloc_node(const char *name) {
     return node;
 }
 
-CONF_node *add_child(CONF_node *parent, const char *name) {
-    const size_t index = insertion_index(parent, name);
+CONF_node *insert_child(CONF_node *parent, size_t index, const char *name) {
     if (!enlarge_children(parent))
         return nullptr;
     CONF_node *child = alloc_node(name);
@@ -216,6 +218,13 @@ CONF_node *add_child(CONF_node *parent, const char *name) {
     *place = child;
     ++parent->n_children;
     return child;
+}
+
+CONF_node *find_or_add_child(CONF_node *parent, const char *name) {
+    const size_t index = insertion_index(parent, name);
+    if (index < parent->n_children && UTIL_strcasecmp(parent->children[index]->name, name) == 0)
+        return parent->children[index];
+    return insert_child(parent, index, name);
 }
 
 // The new value is copied before the old one goes: it may be that very string.
@@ -231,16 +240,12 @@ void set_node(CONF_node *root, OwnedText path, const char *value) {
     if (path == nullptr || !ZEB_CHECK(root != nullptr))
         return;
     CONF_node *node = root;
-    for (char *head = path.get(), *rest; *head != '\0'; head = rest) {
+    for (char *head = path.get(), *rest; node != nullptr && *head != '\0'; head = rest) {
         rest = split_head(head);
-        CONF_node *child = find_child(node, head);
-        if (child == nullptr)
-            child = add_child(node, head);
-        if (child == nullptr)
-            return;
-        node = child;
+        node = find_or_add_child(node, head);
     }
-    store_value(node, value);
+    if (node != nullptr)
+        store_value(node, value);
 }
 
 // A comment that the node had is left allocated: whoever read it may still point at it.
