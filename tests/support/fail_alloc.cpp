@@ -1,0 +1,57 @@
+#include "fail_alloc.h"
+
+#include <cerrno>
+#include <cstddef>
+
+namespace {
+
+thread_local int t_left = 0; // 0: none is to fail
+thread_local zeb::test::Alloc t_kind;
+thread_local bool t_failed = false;
+
+bool fails(zeb::test::Alloc kind) {
+    if (t_left == 0 || kind != t_kind || --t_left > 0)
+        return false;
+    t_failed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+} // namespace
+
+// The names that the linker puts in place of the allocation functions and of the real ones.
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *block, size_t size);
+char *__real_strdup(const char *text);
+
+void *__wrap_malloc(size_t size) {
+    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_malloc(size);
+}
+void *__wrap_calloc(size_t count, size_t size) {
+    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_calloc(count, size);
+}
+void *__wrap_realloc(void *block, size_t size) {
+    return fails(zeb::test::Alloc::resized) ? nullptr : __real_realloc(block, size);
+}
+char *__wrap_strdup(const char *text) {
+    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_strdup(text);
+}
+}
+
+namespace zeb::test {
+
+FailingAlloc::FailingAlloc(Alloc kind, int n) {
+    t_kind = kind;
+    t_left = n;
+    t_failed = false;
+}
+FailingAlloc::~FailingAlloc() {
+    t_left = 0;
+}
+bool FailingAlloc::failed() const {
+    return t_failed;
+}
+
+} // namespace zeb::test
