@@ -199,6 +199,26 @@ TEST(Catalogue, LogControlRecords) {
     expect_record("NET_LOG_SwitchFiles", 4, {{"switchtime", NETDSD_FT_TIME, 0, 1, 4, "time_t"}});
 }
 
+TEST(Catalogue, TextMessageRecord) {
+    expect_record("NETDS_MESSAGE_OneMessage", 2056,
+                  {{"contents", NETDSD_FT_STRING, 8, 2048, 1, "STRING"},
+                   {"time_sent", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
+    expect_message("MSG_MESSAGING_MESSAGE", "messaging", "NETDS_MESSAGE_OneMessage");
+}
+
+TEST(Catalogue, InstrumentRecordWithNestingAndComments) {
+    expect_record("NET_AE33_Instant", 1000,
+                  {{"S", NETDSD_FT_DOUBLE, 992, 1, 8, "double"},
+                   {"in", NETDSD_FT_BIN, 8, 1, 492, "NET_AE33_Reading"},
+                   {"ra", NETDSD_FT_BIN, 500, 1, 492, "NET_AE33_Reading"},
+                   {"start_time", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
+    const NETDSD_entry *instant = record_named("NET_AE33_Instant");
+    ASSERT_NE(instant, nullptr);
+    EXPECT_STREQ(instant->fields[0].comment,
+                 "Instrument time offset (sec) | S_${INST:A\\d+}");
+    EXPECT_STREQ(instant->fields[1].comment, "*instant");
+}
+
 TEST(Catalogue, ServerMessages) {
     expect_message("MSG_NOTIFY_CLIENT_CONNECT", "*", nullptr);
     expect_message("MSG_NOTIFY_CLIENT_TERMINATE", "*", nullptr);
