@@ -214,9 +214,82 @@ TEST(Catalogue, InstrumentRecordWithNestingAndComments) {
                    {"start_time", NETDSD_FT_FTIME, 0, 1, 8, "FTIME"}});
     const NETDSD_entry *instant = record_named("NET_AE33_Instant");
     ASSERT_NE(instant, nullptr);
-    EXPECT_STREQ(instant->fields[0].comment,
-                 "Instrument time offset (sec) | S_${INST:A\\d+}");
+    EXPECT_STREQ(instant->fields[0].comment, "Instrument time offset (sec) | S_${INST:A\\d+}");
     EXPECT_STREQ(instant->fields[1].comment, "*instant");
+}
+
+// The numbers are compiled into every program of the station: a change of the catalogue's size is a
+// change of all of them.
+TEST(Catalogue, HasEveryRecordAndMessageOfTheStation) {
+    EXPECT_EQ(_ndsd_structures_count, 254u);
+    EXPECT_STREQ(_ndsd_structures[0].name, "NETDS_MESSAGE_OneMessage");
+    EXPECT_STREQ(_ndsd_structures[1].name, "NET_AE33_Instant");
+    EXPECT_STREQ(_ndsd_structures[_ndsd_structures_count - 1].name, "NET_ZENO_Status");
+    EXPECT_EQ(_nmsg_list_count, 294u);
+    EXPECT_EQ(MSG_AE33_AVERAGE, 0);
+}
+
+TEST(Catalogue, MessagesOfTheLibraryHaveTheirNumbers) {
+    EXPECT_EQ(MSG_LOG_AVG_BYPASS, 155);
+    EXPECT_EQ(MSG_LOG_MONITOR, 161);
+    EXPECT_EQ(MSG_LOG_SWITCHFILES, 169);
+    EXPECT_EQ(MSG_MESSAGING_MESSAGE, 179);
+    EXPECT_EQ(MSG_NOTIFY_CLIENT_CONNECT, 210);
+    EXPECT_EQ(MSG_NOTIFY_CLIENT_TERMINATE, 211);
+    EXPECT_EQ(MSG_SERVER_CLIENTHANDSHAKE, 251);
+    EXPECT_EQ(MSG_SERVER_HEARTBEAT, 252);
+    EXPECT_EQ(MSG_SERVER_INSTRUMENTINFO, 253);
+    EXPECT_EQ(MSG_SERVER_SERVERHANDSHAKE, 254);
+    EXPECT_EQ(MSG_SERVER_TERMINATE, 255);
+    EXPECT_EQ(MSG_TEST_ONE, 259);
+    EXPECT_EQ(MSG_TEST_THREE, 260);
+    EXPECT_EQ(MSG_TEST_TWO, 261);
+    EXPECT_EQ(NET_SERVER_ADDFILTER, 292);
+    EXPECT_EQ(NET_SERVER_DELETFILTER, 293);
+}
+
+TEST(Catalogue, FortyFourMessagesCarryNoRecord) {
+    size_t bare = 0;
+    for (size_t i = 0; i < _nmsg_list_count; i++)
+        bare += _nmsg_list[i].ds_tie == nullptr;
+    EXPECT_EQ(bare, 44u);
+}
+
+TEST(Catalogue, TestMessages) {
+    expect_message("MSG_TEST_ONE", "*", "NET_TEST_MsgTest1");
+    expect_message("MSG_TEST_TWO", "*", "NET_TEST_MsgTest2");
+    expect_message("MSG_TEST_THREE", "*", nullptr);
+}
+
+TEST(Catalogue, AethalometerReadingRecord) {
+    const NETDSD_entry *entry = record_named("NET_AE33_Reading");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->total_size, 492u);
+    EXPECT_EQ(entry->count_fields, 14u);
+    for (size_t i = 0; i < entry->count_fields; i++) {
+        const NETDSD_field &field = entry->fields[i];
+        const std::string name = field.name;
+        if (name == "X") {
+            EXPECT_EQ(field.ft, NETDSD_FT_A_DOUBLE);
+            EXPECT_EQ(field.offset, 64u);
+            EXPECT_EQ(field.count, 7u);
+            EXPECT_STREQ(field.comment, "Equivalent black carbon concentration (ug/m3) | "
+                                        "X${INDEX:1:2:3:4:5:6:7}c_${INST:A\\d+}");
+        } else if (name == "Q1") {
+            EXPECT_EQ(field.ft, NETDSD_FT_DOUBLE);
+            EXPECT_EQ(field.offset, 456u);
+            EXPECT_STREQ(field.comment, "Flow spot 1 (slpm) | Q1_${INST:A\\d+}");
+        } else if (name == "flags") {
+            EXPECT_EQ(field.ft, NETDSD_FT_USHORT);
+            EXPECT_EQ(field.offset, 488u);
+            EXPECT_STREQ(field.type_name, "WORD");
+        } else if (name == "wavelengths") {
+            EXPECT_EQ(field.ft, NETDSD_FT_A_DOUBLE);
+            EXPECT_EQ(field.offset, 8u);
+            EXPECT_EQ(field.count, 7u);
+            EXPECT_STREQ(field.comment, "");
+        }
+    }
 }
 
 TEST(Catalogue, ServerMessages) {
