@@ -2,12 +2,13 @@
 // and the bounds-checked reader. Not installed.
 //
 // A plan holds all that is known of a structure before any record or package is seen. It is built
-// when the structure is first used, published with one atomic store and never changed again.
+// when the structure is first used and published with one atomic store.
 #ifndef ZEB2_NETPACK_INT_H
 #define ZEB2_NETPACK_INT_H
 
 #include "netpack.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -88,6 +89,21 @@ template <class T> T load(const void *from) {
     return value;
 }
 
+// For sizes that are too short for the call of a library function to pay.
+inline bool same_bytes(const char *a, const char *b, size_t size) {
+    if (size >= 8) {
+        for (size_t i = 0; i + 8 < size; i += 8) {
+            if (load<uint64_t>(a + i) != load<uint64_t>(b + i))
+                return false;
+        }
+        return load<uint64_t>(a + size - 8) == load<uint64_t>(b + size - 8);
+    }
+    if (size >= 4)
+        return load<uint32_t>(a) == load<uint32_t>(b) &&
+               load<uint32_t>(a + size - 4) == load<uint32_t>(b + size - 4);
+    return memcmp(a, b, size) == 0;
+}
+
 uint32_t hash_name(std::string_view name);
 
 // An open-addressed table from names to row numbers; the names stay where they are.
@@ -95,12 +111,12 @@ class NameIndex {
   public:
     template <class NameOf> bool build(size_t count, NameOf name_of) {
         size_t slots = 4;
-        while (slots < 2 * count)
+        while (slots < 3 * count)
             slots *= 2;
         if (!slots_.reset(slots))
             return false;
         for (size_t row = 0; row < count; ++row)
-            insert(hash_name(name_of(row)), static_cast<uint32_t>(row));
+            insert(name_of(row), static_cast<uint32_t>(row));
         return true;
     }
     template <class NameOf> size_t find(std::string_view name, NameOf name_of) const {
@@ -109,7 +125,8 @@ class NameIndex {
             const Slot &slot = slots_[i];
             if (slot.row_after == 0)
                 return k_not_found;
-            if (slot.hash == hash && name == name_of(slot.row_after - 1))
+            if (slot.hash == hash && slot.size == name.size() &&
+                same_bytes(name.data(), name_of(slot.row_after - 1), name.size()))
                 return slot.row_after - 1;
         }
     }
@@ -117,13 +134,15 @@ class NameIndex {
   private:
     struct Slot {
         uint32_t hash;
+        uint32_t size;      // of the name
         uint32_t row_after; // row + 1; 0 marks a free slot
     };
-    void insert(uint32_t hash, uint32_t row) {
+    void insert(std::string_view name, uint32_t row) {
+        const uint32_t hash = hash_name(name);
         size_t i = hash & (slots_.size() - 1);
         while (slots_[i].row_after != 0)
             i = (i + 1) & (slots_.size() - 1);
-        slots_[i] = {hash, row + 1};
+        slots_[i] = {hash, static_cast<uint32_t>(name.size()), row + 1};
     }
 
     Array<Slot> slots_;
@@ -133,12 +152,14 @@ enum class FieldKind : uint8_t { value, text, records, opaque, unknown };
 
 // One field of a described record, as unpacking needs it.
 struct FieldPlan {
-    const NETDSD_field *field;
     FieldKind kind;
-    uint32_t header;              // of Plan::headers: name, type and count as packages carry them
-    uint32_t header_size;         // 0 when they do not fit a package
-    size_t count;                 // elements in the record
-    size_t bytes;                 // of the record
+    uint32_t header;      // of Plan::headers: name, type and count as packages carry them
+    uint32_t header_size; // 0 when they do not fit a package
+    size_t straight_size; // of header and value in a package; SIZE_MAX when it varies
+    size_t offset;        // in the record
+    size_t bytes;         // in the record
+    size_t count;         // elements in the record
+    const NETDSD_field *field;
     const NETDSD_entry *elements; // of FieldKind::records
 };
 
@@ -176,6 +197,9 @@ struct Plan {
     NameIndex field_index;
     Array<char> blank; // a record of missing values
     Array<Range> gaps; // padding between fields
+    // By field, which field came next in the latest package; the last element is for the first
+    // field. A guess only, and the one thing that changes: daemons keep the order of their fields.
+    mutable Array<uint32_t> followers;
 
     const char *refusal = nullptr; // why such a record cannot be packed, or null
     Array<char> fixed;             // what is the same in every package, then k_write_slack bytes
@@ -187,11 +211,19 @@ struct Plan {
     size_t find_field(std::string_view name) const {
         return field_index.find(name, [this](size_t i) { return fields[i].field->name; });
     }
+    size_t follower(size_t i) const {
+        return std::atomic_ref<uint32_t>(followers[i]).load(std::memory_order_relaxed);
+    }
+    void set_follower(size_t i, size_t next) const {
+        std::atomic_ref<uint32_t>(followers[i])
+            .store(static_cast<uint32_t>(next), std::memory_order_relaxed);
+    }
 };
 
 // Plans and name tables of one catalogue; nothing is allocated before the first use.
 struct PlanCache {
     struct Tables *tables = nullptr;
+    const Plan *latest = nullptr; // asked for by name last: a daemon uses the same few all day
 };
 
 struct Catalogue {
@@ -211,6 +243,8 @@ const NETMSG_entry *find_message(const Catalogue &catalogue, NETMSG_type type);
 
 // Builds and publishes the plan when it is first asked for. Null, reported, without memory.
 const Plan *plan_of(const Catalogue &catalogue, const NETDSD_entry *entry);
+// The same by name; null with a null `*entry` when there is no such structure.
+const Plan *find_plan(const Catalogue &catalogue, const char *name, const NETDSD_entry **entry);
 // For catalogues that end before the process does: no other thread may be using it.
 void free_plans(const Catalogue &catalogue);
 
@@ -298,40 +332,35 @@ class Reader {
     }
 
   private:
-    // Headers are 6 to 20 bytes long: too short for the call of a library function to pay.
-    static bool same_bytes(const char *a, const char *b, size_t size) {
-        if (size < 8)
-            return memcmp(a, b, size) == 0;
-        size_t i = 0;
-        for (; i + 8 <= size; i += 8) {
-            if (load<uint64_t>(a + i) != load<uint64_t>(b + i))
-                return false;
-        }
-        return load<uint64_t>(a + size - 8) == load<uint64_t>(b + size - 8);
-    }
-
     const char *at_;
     const char *end_;
 };
 
-// Nearly all fields are one number; a fixed size compiles to one move.
+// Nearly all fields are one number or a few; a fixed size compiles to one move.
 inline void copy_value(char *to, const char *from, size_t size) {
     switch (size) {
     case 8:
         memcpy(to, from, 8);
-        break;
+        return;
     case 4:
         memcpy(to, from, 4);
-        break;
+        return;
     case 2:
         memcpy(to, from, 2);
-        break;
+        return;
     case 1:
         *to = *from;
-        break;
+        return;
     default:
-        memcpy(to, from, size);
+        break;
     }
+    if (size < 16 || size > 128) {
+        memcpy(to, from, size);
+        return;
+    }
+    for (size_t i = 0; i + 16 < size; i += 16)
+        memcpy(to + i, from + i, 16);
+    memcpy(to + size - 16, from + size - 16, 16);
 }
 
 } // namespace zeb::netpack

@@ -31,13 +31,11 @@ bool Packing::prepare(const Catalogue &catalogue, const void *pds, const char *d
     if (!ZEB_CHECK(pds != nullptr) || !ZEB_CHECK(dstype != nullptr))
         return false;
     record_ = static_cast<const char *>(pds);
-    const NETDSD_entry *entry = find_structure(catalogue, dstype);
-    if (entry != nullptr && entry->total_size == dssize) {
-        plan_ = plan_of(catalogue, entry);
-        if (plan_ == nullptr)
-            return false;
-    }
-    if (plan_ == nullptr || !plan_->sound) {
+    const NETDSD_entry *entry;
+    plan_ = find_plan(catalogue, dstype, &entry);
+    if (plan_ == nullptr && entry != nullptr)
+        return false;
+    if (plan_ == nullptr || entry->total_size != dssize || !plan_->sound) {
         ZEB_REPORT("WARNING: Bad structure description for \"%s\"", dstype);
         plan_ = nullptr;
         size_ = dssize + 1;

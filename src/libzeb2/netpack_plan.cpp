@@ -279,23 +279,37 @@ class PackBuilder {
     size_t pending_ = 0;  // fixed bytes since the last step
 };
 
+void add_field_plan(const Catalogue &catalogue, const NETDSD_field &field, Plan &plan) {
+    const size_t start = plan.headers.size();
+    if (header_fits(field))
+        append_header(plan.headers, field);
+    FieldPlan to = {};
+    to.kind = kind_of(catalogue, field);
+    to.header = static_cast<uint32_t>(start);
+    to.header_size = static_cast<uint32_t>(plan.headers.size() - start);
+    to.offset = field.offset;
+    to.bytes = field_bytes(field);
+    to.count = element_count(field);
+    to.straight_size =
+        to.kind == FieldKind::value && to.header_size > 0 ? to.header_size + to.bytes : SIZE_MAX;
+    to.field = &field;
+    if (to.kind == FieldKind::records)
+        to.elements = find_structure(catalogue, field.type_name);
+    plan.fields.push(to);
+}
+
 bool add_field_plans(const Catalogue &catalogue, Plan &plan) {
+    const size_t count = plan.entry->count_fields;
     append_opening(plan.headers, *plan.entry);
     plan.opening_size = plan.headers.size();
-    for (size_t i = 0; i < plan.entry->count_fields; ++i) {
-        const NETDSD_field &field = plan.entry->fields[i];
-        const size_t start = plan.headers.size();
-        if (header_fits(field))
-            append_header(plan.headers, field);
-        plan.fields.push(
-            {&field, kind_of(catalogue, field), static_cast<uint32_t>(start),
-             static_cast<uint32_t>(plan.headers.size() - start), element_count(field),
-             field_bytes(field),
-             field.ft == NETDSD_FT_BIN ? find_structure(catalogue, field.type_name) : nullptr});
+    if (!plan.followers.reset(count + 1))
+        return false;
+    for (size_t i = 0; i < count; ++i) {
+        add_field_plan(catalogue, plan.entry->fields[i], plan);
+        plan.followers[i] = static_cast<uint32_t>(i + 1);
     }
     return !plan.headers.failed() && !plan.fields.failed() &&
-           plan.field_index.build(plan.fields.size(),
-                                  [&](size_t i) { return plan.fields[i].field->name; });
+           plan.field_index.build(count, [&](size_t i) { return plan.fields[i].field->name; });
 }
 
 bool fill_plan(const Catalogue &catalogue, Plan &plan) {
@@ -339,9 +353,9 @@ uint32_t hash_name(std::string_view name) {
         for (size_t i = 0; i < size; ++i)
             first = first << 8 | static_cast<unsigned char>(name[i]);
     }
-    uint64_t hash = (first ^ size) * 0x9E3779B97F4A7C15u;
-    hash = ((hash ^ hash >> 29) + middle) * 0xBF58476D1CE4E5B9u;
-    hash = ((hash ^ hash >> 31) + last) * 0x94D049BB133111EBu;
+    uint64_t hash = (first ^ size) * 0x9E3779B97F4A7C15u ^ middle * 0xBF58476D1CE4E5B9u ^
+                    last * 0x94D049BB133111EBu;
+    hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
     return static_cast<uint32_t>(hash >> 32);
 }
 
@@ -389,9 +403,23 @@ const Plan *plan_of(const Catalogue &catalogue, const NETDSD_entry *entry) {
     return plan != nullptr ? plan : build_plan(catalogue, entry, place);
 }
 
+const Plan *find_plan(const Catalogue &catalogue, const char *name, const NETDSD_entry **entry) {
+    const std::atomic_ref<const Plan *> latest(catalogue.cache->latest);
+    const Plan *plan = latest.load(std::memory_order_acquire);
+    if (plan != nullptr && strcmp(plan->entry->name, name) == 0) {
+        *entry = plan->entry;
+        return plan;
+    }
+    *entry = find_structure(catalogue, name);
+    plan = *entry == nullptr ? nullptr : plan_of(catalogue, *entry);
+    if (plan != nullptr)
+        latest.store(plan, std::memory_order_release);
+    return plan;
+}
+
 void free_plans(const Catalogue &catalogue) {
     Tables *tables = catalogue.cache->tables;
-    catalogue.cache->tables = nullptr;
+    *catalogue.cache = {};
     if (tables == nullptr)
         return;
     for (const Plan *plan : tables->plans)

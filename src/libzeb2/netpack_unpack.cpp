@@ -15,8 +15,8 @@ namespace {
 constexpr BYTE k_raw_package = 0;
 constexpr BYTE k_described_elements = 1;
 
-size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, Reader reader,
-                        char *dest, size_t destsize, const char *dstype, int depth);
+size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, const Plan *plan,
+                        Reader reader, char *dest, size_t destsize, const char *dstype, int depth);
 
 bool is_numeric(unsigned type) {
     return type < NETDSD_FT_STRING;
@@ -36,17 +36,20 @@ class SeenFields {
 
     bool usable() const { return words_ != nullptr; }
     bool contains(size_t i) const { return (words_[i / 64] >> i % 64 & 1) != 0; }
-    void insert(size_t i) {
-        count_ += contains(i) ? 0 : 1;
-        words_[i / 64] |= uint64_t{1} << i % 64;
+    void insert(size_t i) { words_[i / 64] |= uint64_t{1} << i % 64; }
+    // True when all of the first `count` fields are in.
+    bool all(size_t count) const {
+        for (size_t word = 0; word < count / 64; ++word) {
+            if (words_[word] != UINT64_MAX)
+                return false;
+        }
+        return words_[count / 64] == (uint64_t{1} << count % 64) - 1;
     }
-    size_t count() const { return count_; }
 
   private:
     uint64_t inline_[4] = {};
     uint64_t *heap_ = nullptr;
     uint64_t *words_ = inline_;
-    size_t count_ = 0;
 };
 
 // Fills one record from one described package. Missing values are written field by field, only
@@ -56,7 +59,7 @@ class RecordFiller {
     RecordFiller(const Catalogue &catalogue, const Plan &plan, Reader &reader, char *record,
                  int depth)
         : catalogue_(catalogue), plan_(plan), reader_(reader), record_(record), depth_(depth),
-          type_(plan.entry->name), seen_(plan.fields.size()) {}
+          type_(plan.entry->name), seen_(plan.fields.size()), last_(plan.fields.size()) {}
 
     // False, reported, when the package fails; the record is whole all the same.
     bool fill();
@@ -71,6 +74,7 @@ class RecordFiller {
 
     bool read_opening(size_t *count);
     bool read_fields(size_t count);
+    size_t take_expected_values(size_t count);
     bool read_field();
     bool read_header(PackageField *header);
     bool take_matching(size_t i);
@@ -91,7 +95,7 @@ class RecordFiller {
     void finish_missing(bool report);
     bool out_of_data();
 
-    char *place(const FieldPlan &local) const { return record_ + local.field->offset; }
+    char *place(const FieldPlan &local) const { return record_ + local.offset; }
 
     const Catalogue &catalogue_;
     const Plan &plan_;
@@ -100,7 +104,7 @@ class RecordFiller {
     int depth_;
     const char *type_;
     SeenFields seen_;
-    size_t expected_ = 0; // the field that comes next when nothing was added or moved
+    size_t last_; // the field taken last; the number of fields before the first
 };
 
 bool RecordFiller::out_of_data() {
@@ -149,19 +153,54 @@ bool RecordFiller::read_opening(size_t *count) {
 }
 
 bool RecordFiller::read_fields(size_t count) {
-    for (; count > 0; --count) {
+    while (count > 0) {
+        count -= take_expected_values(count);
+        if (count == 0)
+            break;
         if (!read_field())
             return false;
+        --count;
     }
     return true;
 }
 
+// Numbers that come as the latest package had them: nearly all there is to do for most packages.
+// Works on locals because the stores into the record, being of characters, make the compiler read
+// every member again.
+size_t RecordFiller::take_expected_values(size_t count) {
+    const FieldPlan *const fields = plan_.fields.data();
+    const size_t count_fields = plan_.fields.size();
+    const char *const headers = plan_.headers.data();
+    char *const record = record_;
+    const char *at = reader_.at();
+    size_t left = reader_.remaining();
+    size_t last = last_;
+    size_t taken = 0;
+    for (; taken < count; ++taken) {
+        const size_t i = plan_.follower(last);
+        if (i >= count_fields)
+            break;
+        const FieldPlan &next = fields[i];
+        if (next.straight_size > left || !same_bytes(at, headers + next.header, next.header_size))
+            break;
+        copy_value(record + next.offset, at + next.header_size, next.bytes);
+        at += next.straight_size;
+        left -= next.straight_size;
+        seen_.insert(i);
+        last = i;
+    }
+    last_ = last;
+    reader_.take(reader_.remaining() - left);
+    return taken;
+}
+
 bool RecordFiller::read_field() {
-    if (expected_ < plan_.fields.size()) {
-        const FieldPlan &next = plan_.fields[expected_];
-        if (next.header_size != 0 &&
-            reader_.skip_if(plan_.headers.data() + next.header, next.header_size))
-            return take_matching(expected_);
+    const size_t next = plan_.follower(last_);
+    if (next < plan_.fields.size()) {
+        const FieldPlan &local = plan_.fields[next];
+        if (local.header_size != 0 &&
+            reader_.skip_if(plan_.headers.data() + local.header, local.header_size))
+            return take_matching(next);
     }
     PackageField header;
     if (!read_header(&header))
@@ -169,6 +208,7 @@ bool RecordFiller::read_field() {
     const size_t i = plan_.find_field(header.name);
     if (i == k_not_found)
         return take_unknown(header);
+    plan_.set_follower(last_, i);
     const FieldPlan &local = plan_.fields[i];
     if (header.type == static_cast<unsigned>(local.field->ft) &&
         (header.type == NETDSD_FT_STRING || header.count == local.count))
@@ -188,7 +228,7 @@ bool RecordFiller::read_header(PackageField *header) {
 // The field has the local type and count.
 bool RecordFiller::take_matching(size_t i) {
     const FieldPlan &local = plan_.fields[i];
-    expected_ = i + 1;
+    last_ = i;
     if (local.kind == FieldKind::value) {
         if (const char *from = reader_.take(local.bytes)) {
             copy_value(place(local), from, local.bytes);
@@ -211,7 +251,7 @@ bool RecordFiller::take_matching(size_t i) {
 
 bool RecordFiller::take_differing(size_t i, const PackageField &header) {
     const FieldPlan &local = plan_.fields[i];
-    expected_ = i + 1;
+    last_ = i;
     if (header.type == NETDSD_FT_STRING) {
         blank_field(i);
         report_mismatch(header);
@@ -341,14 +381,15 @@ bool RecordFiller::take_elements(size_t i, const PackageField &header) {
 bool RecordFiller::take_element_packages(size_t i, size_t count) {
     const FieldPlan &local = plan_.fields[i];
     const NETDSD_field &field = *local.field;
-    size_t k = 0;
+    const Plan *plan = plan_of(catalogue_, local.elements);
     const char *package = nullptr;
+    size_t k = 0;
     for (uint32_t length; k < count; ++k) {
         if (!reader_.read(&length) || (package = reader_.take(length)) == nullptr)
             break;
         // An element that fails has said so and keeps what it has; the next begins all the same.
         if (k < local.count)
-            unpack_structure(catalogue_, local.elements, Reader(package, length),
+            unpack_structure(catalogue_, local.elements, plan, Reader(package, length),
                              place(local) + k * field.size, field.size, field.type_name,
                              depth_ + 1);
     }
@@ -398,7 +439,7 @@ bool RecordFiller::skip_data(const PackageField &header) {
 // something; marks the field as named by the package.
 void RecordFiller::blank_field(size_t i, size_t from) {
     const FieldPlan &local = plan_.fields[i];
-    const size_t offset = local.field->offset + from;
+    const size_t offset = local.offset + from;
     if (!seen_.contains(i) && from < local.bytes)
         memcpy(record_ + offset, plan_.blank.data() + offset, local.bytes - from);
     seen_.insert(i);
@@ -414,7 +455,7 @@ void RecordFiller::blank_gaps() {
 }
 
 void RecordFiller::finish_missing(bool report) {
-    if (seen_.count() == plan_.fields.size())
+    if (seen_.all(plan_.fields.size()))
         return;
     for (size_t i = 0; i < plan_.fields.size(); ++i) {
         if (seen_.contains(i))
@@ -480,19 +521,17 @@ size_t unpack_described(const Catalogue &catalogue, const Plan &plan, Reader rea
     return take_raw_package(reader, dest, destsize);
 }
 
-size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, Reader reader,
-                        char *dest, size_t destsize, const char *dstype, int depth) {
-    if (entry == nullptr || entry->total_size != destsize)
+// `plan` is null without a description, and without memory for a plan.
+size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, const Plan *plan,
+                        Reader reader, char *dest, size_t destsize, const char *dstype, int depth) {
+    if (entry == nullptr || entry->total_size != destsize || (plan != nullptr && !plan->sound))
         return unpack_undescribed(reader, dest, destsize, dstype);
-    const Plan *plan = plan_of(catalogue, entry);
-    if (plan == nullptr) {
-        memset(dest, 0, destsize);
-        if (is_sound(*entry))
-            fill_missing(catalogue, *entry, dest, depth);
-        return 0;
-    }
-    return plan->sound ? unpack_described(catalogue, *plan, reader, dest, destsize, depth)
-                       : unpack_undescribed(reader, dest, destsize, dstype);
+    if (plan != nullptr)
+        return unpack_described(catalogue, *plan, reader, dest, destsize, depth);
+    memset(dest, 0, destsize);
+    if (is_sound(*entry))
+        fill_missing(catalogue, *entry, dest, depth);
+    return 0;
 }
 
 } // namespace
@@ -502,8 +541,10 @@ size_t unpack_ds(const Catalogue &catalogue, const void *pkg, size_t pkgsize, vo
     if (!ZEB_CHECK(dest != nullptr) || !ZEB_CHECK(dstype != nullptr) ||
         !ZEB_CHECK(pkg != nullptr || pkgsize == 0))
         return 0;
-    return unpack_structure(catalogue, find_structure(catalogue, dstype), Reader(pkg, pkgsize),
-                            static_cast<char *>(dest), destsize, dstype, 0);
+    const NETDSD_entry *entry;
+    const Plan *plan = find_plan(catalogue, dstype, &entry);
+    return unpack_structure(catalogue, entry, plan, Reader(pkg, pkgsize), static_cast<char *>(dest),
+                            destsize, dstype, 0);
 }
 
 void fill_mvc(const Catalogue &catalogue, void *pds, const char *dstype, size_t dssize) {
