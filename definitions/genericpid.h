@@ -8,9 +8,9 @@
 #pragma pack(push, 4)
 
 typedef struct {
-    double Kp;           /* Proportional gain (output per input) */
-    double Ki;           /* Integral gain (output per input and s) */
-    double Kd;           /* Derivative gain (output s per input) */
+    double Kp;           /* Proportional gain, output per input */
+    double Ki;           /* Integral gain, output per input and second */
+    double Kd;           /* Derivative gain, output per input per second */
     double out_min;      /* Least output */
     double out_max;      /* Greatest output */
     double integral_max; /* Limit of the integral part */
