@@ -1,0 +1,122 @@
+// dispatch.h - what the modules that live in a select loop share. Internal, ground floor.
+//
+// Sockets to the station's servers, descriptor sets that never overrun, the set-up and the waking
+// of servicing threads, one bounded step of input or output, and the clock behind the silence rule.
+//
+//   int fh = zeb::stream_socket(AF_UNIX);
+//   if (fh == -1 || !zeb::select_fits(fh) || !zeb::connect_local(fh, ".mainsocket")) ...
+//   zeb::select_add(fh, rx_fds, fd_max);
+#ifndef ZEB2_DISPATCH_H
+#define ZEB2_DISPATCH_H
+
+#include "port.h"
+
+#include <netinet/in.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/select.h>
+#include <sys/un.h>
+
+namespace zeb {
+
+// ---- Sockets ----
+
+// Where the servers' sockets live, unless the environment variable ZEB2RUN names another directory.
+constexpr char k_run_directory[] = "/var/run/zeb";
+// A connection attempt to a server that accepts nobody ends after this time (s).
+constexpr int k_connect_limit = 30;
+
+// The address of the socket `name` in the run directory; its length counts the path without its
+// terminator. Too long a path is reported, errno becomes ENAMETOOLONG and the result is false.
+bool local_address(const char *name, sockaddr_un *address, socklen_t *length);
+// A blocking stream socket, closed on exec; -1 with errno on failure.
+int stream_socket(int domain);
+// Connect and, when a signal interrupts the attempt, go on unless the process was told to exit.
+// False with errno on failure; the socket stays open.
+bool connect_local(int fh, const char *name);
+bool connect_host(int fh, in_addr host, int port);
+// The first IPv4 address of a host; on failure h_errno says why.
+bool resolve_host(const char *host, in_addr *address);
+
+// ---- Descriptor sets ----
+
+// True when a set can hold the descriptor; reports when it cannot.
+bool select_fits(int fh);
+// Adds and raises *fd_max; removes; looks. A descriptor that no set can hold is left out.
+void select_add(int fh, fd_set *set, int *fd_max);
+void select_remove(int fh, fd_set *set);
+bool select_contains(int fh, const fd_set *set);
+// The highest descriptor up to fd_max that either set holds, or -1.
+int select_highest(const fd_set *rx_fds, const fd_set *tx_fds, int fd_max);
+
+// ---- Servicing threads ----
+
+// When SIGUSR1 may interrupt a servicing thread.
+enum class Wakeups {
+    never,     // all signals blocked
+    always,    // only SIGUSR1 unblocked, its empty handler installed
+    in_select, // all signals blocked, the handler installed: pselect gets wakeup_mask()
+};
+
+// To be called first in a servicing thread: its signal mask, the handler, deferred cancellation.
+void prepare_thread(Wakeups wakeups);
+// Every signal but SIGUSR1.
+sigset_t wakeup_mask();
+// Interrupts the thread's pselect; null wakes nobody. Not to be called with a module's mutex held.
+void wake_thread(const pthread_t *thread);
+
+// Blocks every signal for a scope. A thread created meanwhile is not reached by any before it has set
+// its own mask.
+class SignalsBlocked {
+  public:
+    SignalsBlocked();
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked &) = delete;
+    SignalsBlocked &operator=(const SignalsBlocked &) = delete;
+
+  private:
+    sigset_t before_;
+};
+
+// Keeps the thread from being cancelled for a scope, so that it never leaves a mutex locked.
+class CancelGuard {
+  public:
+    CancelGuard() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~CancelGuard() { pthread_setcancelstate(before_, nullptr); }
+    CancelGuard(const CancelGuard &) = delete;
+    CancelGuard &operator=(const CancelGuard &) = delete;
+
+  private:
+    int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
+// ---- One step of input or output on a socket ----
+
+constexpr size_t k_io_step = 256; // bytes received per readable descriptor and cycle
+
+enum class Io {
+    moved,   // at least one byte
+    nothing, // interrupted, or not ready after all
+    closed,  // the peer is gone (receiving only)
+    failed,  // see errno
+};
+
+// One receive of at most `size` bytes; *received is their number. Never waits.
+Io receive_step(int fh, void *data, size_t size, size_t *received);
+// One send of the *size bytes at `data`; what was sent is removed from the front and from *size.
+// Never waits and raises no SIGPIPE.
+Io send_step(int fh, BYTE *data, size_t *size);
+
+// ---- Clock ----
+
+// Seconds of a clock that nobody sets.
+double steady_time();
+// How far the wall clock was set since the last call, for carrying along what was stamped by it:
+//   lnk->last_rx_time += clock_step(now, &lnk->clock_offset);
+// `now` is the wall clock's present time; *offset belongs to the caller and starts at 0. Below a
+// second the result is 0: slewing is not a step, and what builds up is given out later.
+double clock_step(FTIME now, double *offset);
+
+} // namespace zeb
+
+#endif
