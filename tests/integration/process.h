@@ -1,0 +1,41 @@
+// process.h - a program under test: started with its own environment, its standard error kept.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace zeb::test {
+
+class Process {
+  public:
+    struct Options {
+        std::vector<std::pair<std::string, std::string>> environment; // beside the test's own
+        unsigned long descriptors = 0;                                // limit; 0: the test's own
+    };
+
+    // Starts it with standard output and standard error in files under `directory`.
+    Process(const std::string &directory, const std::vector<std::string> &command,
+            const Options &options);
+    ~Process(); // kills it if need be
+
+    bool running();
+    int wait(); // exit status, or 128 + signal; kills it (and answers -1) after 20 s
+    void signal(int number);
+    std::string errors() const;
+    std::string output() const;
+    pid_t pid() const { return pid_; }
+
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+
+  private:
+    void reap(int status);
+    std::string output_path_, errors_path_;
+    pid_t pid_ = -1;
+    bool ended_ = false;
+    int result_ = -1;
+};
+
+} // namespace zeb::test
