@@ -19,3 +19,12 @@ endif()
 add_library(zeb_options INTERFACE)
 target_compile_options(zeb_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wno-unused-parameter
   $<$<BOOL:${ZEB_WERROR}>:-Werror>)
+
+# zeb_program(DIRECTORY target ...): what a station runs, built together by the target `station`, found
+# in one directory of the build tree, installed into DIRECTORY.
+add_custom_target(station)
+function(zeb_program directory)
+  set_target_properties(${ARGN} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+  add_dependencies(station ${ARGN})
+  install(TARGETS ${ARGN} RUNTIME DESTINATION ${directory})
+endfunction()
