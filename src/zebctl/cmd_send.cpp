@@ -1,0 +1,149 @@
+// zebctl send - sends a message, its record checked against the catalogue.
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "command.h"
+#include "daemon.h"
+#include "record_json.h"
+
+namespace zebctl {
+namespace {
+
+struct Options {
+    std::string type, to, config, name;
+    std::vector<std::string> fields;
+    unsigned int flags = 1;
+    bool json = false;
+};
+
+struct FreeDeleter {
+    void operator()(void *block) const { free(block); }
+};
+
+// A message ready to be queued.
+struct Outgoing {
+    const NETMSG_entry *message = nullptr;
+    std::string to;
+    DWORD flags = 0;
+    std::unique_ptr<void, FreeDeleter> record;
+    size_t size = 0;
+};
+
+bool fail(const std::string &text) {
+    fprintf(stderr, "zebctl: %s\n", text.c_str());
+    return false;
+}
+
+bool begin(const std::string &type, Outgoing &out) {
+    out.message = NETPACK_find_msg_by_name(type.c_str());
+    if (out.message == nullptr)
+        return fail("the catalogue has no message \"" + type + "\" (see zebctl describe --list)");
+    if (out.message->ds_tie == nullptr)
+        return true;
+    const NETDSD_entry *description = NETPACK_find_ds(out.message->ds_tie);
+    if (description == nullptr)
+        return fail(std::string("the catalogue has no record ") + out.message->ds_tie);
+    out.size = description->total_size;
+    out.record.reset(calloc(1, out.size));
+    if (out.record == nullptr)
+        return fail("no memory for the record");
+    NETPACK_fill_mvc(out.record.get(), description->name, out.size);
+    return true;
+}
+
+bool from_arguments(const Options &options, Outgoing &out) {
+    out.to = options.to;
+    out.flags = !options.to.empty() && options.flags == 1 ? 0 : options.flags;
+    if (!begin(options.type, out))
+        return false;
+    if (out.record == nullptr && !options.fields.empty())
+        return fail(options.type + " carries no record, so it takes no fields");
+    for (const std::string &assignment : options.fields) {
+        std::string error;
+        if (!set_field(*NETPACK_find_ds(out.message->ds_tie), out.record.get(), assignment, error))
+            return fail(error);
+    }
+    return true;
+}
+
+// A line as `zebctl watch --json` prints it.
+bool from_line(const std::string &line, Outgoing &out) {
+    const Json object = Json::parse(line, nullptr, false);
+    if (!object.is_object() || !object.contains("type") || !object["type"].is_string())
+        return fail("not a JSON object with a \"type\": " + line.substr(0, 60));
+    if (object.contains("to") && object["to"].is_string())
+        out.to = object["to"].get<std::string>();
+    out.flags = object.value("flags", 1u);
+    if (!begin(object["type"].get<std::string>(), out))
+        return false;
+    std::string error;
+    if (out.record == nullptr || !object.contains("record") || object["record"].is_null())
+        return true;
+    return from_json(*NETPACK_find_ds(out.message->ds_tie), out.record.get(), object["record"], error) ||
+           fail(error);
+}
+
+void queue(daemon_kit::ServerLink &link, const Outgoing &out) {
+    ZEBMSG_queue_message(link.get(), out.message->msg, out.flags, out.to.c_str(), out.record.get(),
+                         out.size, out.message->ds_tie);
+}
+
+bool send_lines(daemon_kit::ServerLink &link) {
+    for (std::string line; std::getline(std::cin, line);) {
+        Outgoing out;
+        if (line.empty())
+            continue;
+        if (!from_line(line, out))
+            return false;
+        queue(link, out);
+        if (!link.drain(5.0))
+            return fail("the message server is gone");
+    }
+    return true;
+}
+
+int run_send(const Options &options) {
+    Outgoing out;
+    if (!options.json && !from_arguments(options, out))
+        return k_failed;
+    const daemon_kit::Options daemon{
+        options.name.empty() ? "zebctl-" + std::to_string(getpid()) : options.name, options.config};
+    const daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    daemon_kit::ServerLink link;
+    if (configuration.is_refused() || !link.connect(daemon.name, configuration))
+        return k_failed;
+    if (options.json)
+        return send_lines(link) ? k_done : k_failed;
+    queue(link, out);
+    return link.drain(5.0) ? k_done : k_failed;
+}
+
+} // namespace
+
+void add_send(CLI::App &app, Run &run) {
+    auto options = std::make_shared<Options>();
+    CLI::App *command = app.add_subcommand("send", "Send a message");
+    auto *type = command->add_option("type", options->type, "message, such as MSG_LOG_FLUSH");
+    command->add_option("fields", options->fields, "fields of its record as name=value (in.X.3=1.5)");
+    command->add_option("--to", options->to, "to this program only (default: published)");
+    command->add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
+        ->check(CLI::Range(0, 3));
+    command->add_option("--name", options->name, "name on the message server");
+    auto *json = command->add_flag("-j,--json", options->json,
+                                   "read lines as `zebctl watch --json` prints them");
+    json->excludes(type);
+    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command->callback([options, &run] {
+        if (!options->json && options->type.empty())
+            throw CLI::ValidationError("type", "name a message, or give lines with --json");
+        run = [options] { return run_send(*options); };
+    });
+}
+
+} // namespace zebctl

@@ -1,0 +1,122 @@
+// zebctl watch - shows what passes through the message server.
+
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "command.h"
+#include "daemon.h"
+#include "record_json.h"
+#include "record_text.h"
+#include "text.h"
+
+namespace zebctl {
+namespace {
+
+struct Options {
+    bool json = false;
+    std::vector<std::string> types, sources;
+    long count = -1;
+    double timeout = -1;
+    std::string config;
+};
+
+class Watcher {
+  public:
+    explicit Watcher(const Options &options) : options_(options) {}
+
+    static void received(ZEBMSG_proc_msg *message, void *self) {
+        static_cast<Watcher *>(self)->show(*message);
+    }
+    bool is_done() const { return options_.count >= 0 && shown_ >= options_.count; }
+
+  private:
+    static bool matches(const std::vector<std::string> &patterns, const char *text) {
+        for (const std::string &pattern : patterns)
+            if (UTIL_wildcard_match(text, pattern.c_str()))
+                return true;
+        return patterns.empty();
+    }
+
+    void show(const ZEBMSG_proc_msg &message) {
+        const char *source = message.src_name != nullptr ? message.src_name : "";
+        if (message.msg == nullptr || is_done() || !matches(options_.types, message.msg->name) ||
+            !matches(options_.sources, source))
+            return;
+        ++shown_;
+        const Json record = message.dsd != nullptr && message.pds != nullptr
+                                ? to_json(*message.dsd, message.pds)
+                                : Json(nullptr);
+        const std::string line = options_.json ? as_json(message, record) : as_text(message, record);
+        printf("%s\n", line.c_str());
+        fflush(stdout);
+    }
+
+    static std::string as_json(const ZEBMSG_proc_msg &message, const Json &record) {
+        Json line;
+        line["time"] = UTIL_ftime();
+        line["type"] = message.msg->name;
+        line["from"] = message.src_name != nullptr ? Json(message.src_name) : Json(nullptr);
+        line["to"] = message.dest_name != nullptr ? Json(message.dest_name) : Json(nullptr);
+        line["flags"] = message.flags;
+        line["record_type"] = message.dsd != nullptr ? Json(message.dsd->name) : Json(nullptr);
+        line["record"] = record;
+        return line.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+
+    static std::string as_text(const ZEBMSG_proc_msg &message, const Json &record) {
+        std::string line = dim(iso_time(UTIL_ftime()).substr(11, 12)) + " " +
+                           (message.src_name != nullptr ? message.src_name : "-");
+        if (message.dest_name != nullptr)
+            line += std::string(" > ") + message.dest_name;
+        line += " " + bold(message.msg->name);
+        for (const auto &[name, text] : fields_for_people(message.dsd, record))
+            line += " " + dim(name + "=") + text;
+        return line;
+    }
+
+    const Options &options_;
+    long shown_ = 0;
+};
+
+int run_watch(const Options &options) {
+    const daemon_kit::Options daemon{"zebctl-" + std::to_string(getpid()), options.config};
+    const daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    daemon_kit::ServerLink link;
+    if (configuration.is_refused() || !link.connect(daemon.name, configuration))
+        return k_failed;
+    Watcher watcher(options);
+    const FTIME started = UTIL_ftime();
+    while (!watcher.is_done() && !UTIL_exit_poll()) {
+        const double left = options.timeout < 0 ? 0.25 : started + options.timeout - UTIL_ftime();
+        if (left <= 0)
+            // Without a number to wait for, running out of time is how a watch ends.
+            return options.count < 0 ? k_done : k_failed;
+        bool ignored;
+        if (!link.cycle(std::min(left, 0.25), -1, ignored)) {
+            fprintf(stderr, "zebctl: the message server is gone\n");
+            return k_failed;
+        }
+        ZEBMSG_process_messages(link.get(), Watcher::received, &watcher);
+    }
+    return k_done;
+}
+
+} // namespace
+
+void add_watch(CLI::App &app, Run &run) {
+    auto options = std::make_shared<Options>();
+    CLI::App *command = app.add_subcommand("watch", "Show messages as they pass");
+    command->add_flag("-j,--json", options->json, "one JSON object a line, as `zebctl send` takes them");
+    command->add_option("-t,--type", options->types, "only messages of these types (* and ? match)");
+    command->add_option("-f,--from", options->sources, "only messages of these programs (* and ? match)");
+    command->add_option("-n,--count", options->count, "stop after so many")->check(CLI::PositiveNumber);
+    command->add_option("--timeout", options->timeout,
+                        "stop after so many seconds (with --count: failing when fewer came)")
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command->callback([options, &run] { run = [options] { return run_watch(*options); }; });
+}
+
+} // namespace zebctl

@@ -1,0 +1,32 @@
+// zebctl - watch, ask and command a station from the shell.
+
+#include <unistd.h>
+
+#include <zeb2/libzeb2.h>
+
+#include "command.h"
+
+int main(int argc, char **argv) {
+    CLI::App app("Watches, asks and commands a measuring station: see each subcommand's --help.");
+    app.name("zebctl");
+    app.set_version_flag("--version", std::string("zebctl ") + ZEB_VERSION);
+    app.require_subcommand(1);
+    zebctl::Run run;
+    zebctl::add_watch(app, run);
+    zebctl::add_send(app, run);
+    zebctl::add_instruments(app, run);
+    zebctl::add_status(app, run);
+    zebctl::add_describe(app, run);
+    zebctl::add_conf(app, run);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? zebctl::k_done : zebctl::k_usage;
+    }
+    if (!LIBZEB_init("zebctl"))
+        return zebctl::k_failed;
+    UTIL_exit_signal_poll_setup();
+    const int status = run();
+    LIBZEB_cleanup();
+    return status;
+}
