@@ -18,6 +18,9 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/zeb2.pc.in ${generated}/zeb2.pc @ONLY
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zeb2Config.cmake.in
   ${generated}/zeb2Config.cmake INSTALL_DESTINATION ${ZEB2_INSTALL_CMAKE}
   PATH_VARS ZEB2_INSTALL_DEFINITIONS)
+if(ZEB_32BIT)
+  set(CMAKE_SIZEOF_VOID_P 4) # found out without our flags
+endif()
 write_basic_package_version_file(${generated}/zeb2ConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 

@@ -86,7 +86,7 @@ TEST(OwnCatalogue, PacksARecordOfItsOwn) {
     NET_OWN_Instant copy = {};
     EXPECT_EQ(NETPACK_unpack_ds(package, size, &copy, sizeof copy, "NET_OWN_Instant"), size);
     EXPECT_EQ(copy.valid, TRUE);
-    EXPECT_EQ(copy.start_time, 1.5);
-    EXPECT_EQ(copy.channels[2].v, -3.25);
+    EXPECT_TRUE(copy.start_time == 1.5); // packed: no reference may be bound to it
+    EXPECT_TRUE(copy.channels[2].v == -3.25);
     free(package);
 }

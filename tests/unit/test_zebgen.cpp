@@ -499,6 +499,35 @@ TEST(ZebgenFiles, ReportsEveryProblemOfARun) {
         EXPECT_EQ(result.errors[i].rfind(starts[i], 0), 0u) << result.errors[i];
 }
 
+// A little of everything; whatever becomes of it, the run ends with a verdict.
+const char k_everything[] = "/* t.h */\n#ifndef T_H\n#define T_H\n#include <zeb2/port.h>\n"
+                            "#define N 3\n#pragma pack(push, 4)\ntypedef struct t {\n"
+                            "  unsigned int i; // I\n} NET_A;\ntypedef struct {\n"
+                            "  NET_A a[N]; /* \xc2\xb5\n  b */\n} NET_B;\n#pragma pack(pop)\n"
+                            "ZEB_MESSAGE(MSG_A, \"a\", NET_A);\nZEB_MESSAGE_BARE(MSG_B, \"*\");\n"
+                            "#endif\n";
+
+TEST(ZebgenFiles, SurvivesEveryTruncation) {
+    const std::string whole = k_everything;
+    ASSERT_TRUE(generate(whole).errors.empty());
+    for (size_t size = 0; size < whole.rfind("#endif"); size++)
+        EXPECT_FALSE(generate(whole.substr(0, size)).errors.empty()) << size;
+}
+
+TEST(ZebgenFiles, SurvivesEveryLostOrAlteredByte) {
+    const std::string whole = k_everything;
+    for (size_t i = 0; i < whole.size(); i++) {
+        std::string broken = whole;
+        broken.erase(i, 1);
+        generate(broken);
+        for (const char byte : {'\0', '{', '}', ';', '"', '#', '[', '\n', '\xff'}) {
+            broken = whole;
+            broken[i] = byte;
+            generate(broken);
+        }
+    }
+}
+
 TEST(ZebgenMessages, RefusesAMessageDeclaredTwice) {
     expect_error("ZEB_MESSAGE_BARE(MSG_T, \"t\");\nZEB_MESSAGE_BARE(MSG_T, \"t\");\n",
                  "t.h:2:18: error: message 'MSG_T' is declared twice (first at t.h:1); rename or "
