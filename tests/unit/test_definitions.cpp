@@ -3,6 +3,7 @@
 #include <zeb2/libzeb2.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -344,6 +345,22 @@ TEST(Definitions, OneNestedFieldAtMostIsTheMainReading) {
         EXPECT_STREQ(member.field->comment, "*instant") << member.where();
         EXPECT_EQ(member.field->ft, NETDSD_FT_BIN) << member.where();
         EXPECT_EQ(++main_readings[member.record->name], 1) << member.where();
+    }
+}
+
+// The largest and the deepest nested ones included.
+TEST(Definitions, EveryRecordSurvivesTheWire) {
+    for (const NETDSD_entry *record : records()) {
+        std::vector<char> sent(record->total_size, '\0');
+        NETPACK_fill_mvc(sent.data(), record->name, sent.size());
+        size_t size = 0;
+        void *package = NETPACK_package_ds(sent.data(), record->name, sent.size(), &size);
+        ASSERT_NE(package, nullptr) << record->name;
+        EXPECT_EQ(static_cast<char *>(package)[0], 1) << record->name;
+        std::vector<char> received(record->total_size, '\0');
+        NETPACK_unpack_ds(package, size, received.data(), received.size(), record->name);
+        EXPECT_EQ(received, sent) << record->name;
+        free(package);
     }
 }
 
