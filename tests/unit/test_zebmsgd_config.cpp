@@ -4,7 +4,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <memory>
+#include <map>
+#include <sstream>
 
 using testing::HasSubstr;
 using zebmsgd::Config;
@@ -62,6 +63,42 @@ TEST(ZebmsgdConfig, EveryKeyIsRead) {
     EXPECT_EQ(config->limits.filters, 4u);
     EXPECT_EQ(config->limits.retained, 5u);
     EXPECT_EQ(config->limits.retained_bytes, 6u);
+}
+
+// The keys of the sample configuration with their values, each shown behind a "#".
+std::map<std::string, std::string> sample_keys() {
+    std::istringstream sample(zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/etc/zeb.conf"));
+    std::map<std::string, std::string> keys;
+    for (std::string line; std::getline(sample, line);)
+        if (line.rfind("#Server;", 0) == 0)
+            keys[line.substr(1, line.find(',') - 1)] = line.substr(line.find(',') + 1);
+    return keys;
+}
+
+TEST(ZebmsgdConfig, TheSampleConfigurationShowsEveryKeyAtItsDefault) {
+    const Config standard;
+    const std::map<std::string, std::string> expected = {
+        {"Server;Socket;Mode", "660"},
+        {"Server;Socket;Group", ""},
+        {"Server;TCP;Port", std::to_string(standard.tcp_port)},
+        {"Server;TCP;Bind", standard.tcp_address},
+        {"Server;TCP;Allow", ""},
+        {"Server;Heartbeat;Interval", "5"},
+        {"Server;Heartbeat;Timeout", "30"},
+        {"Server;Handshake;Timeout", "10"},
+        {"Server;Limit;Clients", std::to_string(standard.limits.clients)},
+        {"Server;Limit;QueueBytes", std::to_string(standard.limits.queue_bytes)},
+        {"Server;Limit;Filters", std::to_string(standard.limits.filters)},
+        {"Server;Limit;Retained", std::to_string(standard.limits.retained)},
+        {"Server;Limit;RetainedBytes", std::to_string(standard.limits.retained_bytes)}};
+    EXPECT_EQ(sample_keys(), expected);
+}
+
+TEST(ZebmsgdConfig, EveryKeyOfTheSampleIsInTheManualPage) {
+    const std::string manual =
+        zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/src/zebmsgd/zebmsgd.8");
+    for (const auto &[key, value] : sample_keys())
+        EXPECT_THAT(manual, HasSubstr(".B " + key + "\n"));
 }
 
 class BadValue : public testing::TestWithParam<std::pair<const char *, const char *>> {};
