@@ -40,25 +40,26 @@ typedef struct CONF_node_s {
 ZEB_API CONF_node *CONF_alloc(void);
 
 /* Frees a node and all below it, and with them every value, comment and branch borrowed from there.
- * `root`: a whole tree, or null, which does nothing. Not a branch: its parent would keep pointing at
- * it. No failure. The thread that owns the tree. */
+ * `root`: a whole tree, or null, which does nothing. Not a branch: its parent would keep pointing
+ * at it. No failure. The thread that owns the tree. */
 ZEB_API void CONF_free(CONF_node *root);
 
 /* Merges a configuration text into a tree. Per line, of which more than 1023 characters count as
  * several lines:
  *   - '#' and what follows it is dropped, also between quotes;
  *   - the key is the text before the first ',', the value all text behind it;
- *   - both lose outer blanks, then a double quote at either end; a key quoted at both ends loses its
- *     last character too;
- *   - a line without ',', without text behind it, with an empty value or with a key of less than two
- *     characters is skipped without a word;
+ *   - both lose outer blanks, then a double quote at either end; a key quoted at both ends loses
+ *     its last character too;
+ *   - a line without ',', without text behind it, with an empty value or with a key of less than
+ *     two characters is skipped without a word;
  *   - the value is set as by CONF_set: the last line of a path wins;
  *   - from the first '!' of the line on (the last of a run of them), if text follows, the line is
  *     the comment of the node. It stays part of the value where it stands in the value. A comment
  *     that the node had is replaced but not freed, so that a borrowed one stays readable.
  * `root`: not null. `stream`: open for reading, not null; read to its end from where it stands and
  * left open. No result; a null argument is reported and nothing is read; without memory for a
- * comment that is reported and the rest of the stream left unread. The thread that owns the tree. */
+ * comment that is reported and the rest of the stream left unread. The thread that owns the tree.
+ */
 ZEB_API void CONF_load(CONF_node *root, FILE *stream);
 
 /* Loads the station's file: "etc/zeb.conf" below the directory that the environment variable "ZEB2"
@@ -77,18 +78,19 @@ ZEB_API void CONF_write(CONF_node *root, FILE *stream);
 
 /* Looks a value up. `root`: a tree or a branch; null holds nothing. `path`: names joined by ';', of
  * any length, relative to `root`. Case, blanks and '!' do not count, a run of ';' counts as one, a
- * ';' at the end does not count; null, or a path without any name, names nothing. Result: the value,
- * owned by the tree, valid until this node is set again or the tree freed, not to be written to; null
- * when the path or the value does not exist, and (reported) without memory. Any thread, see above. */
+ * ';' at the end does not count; null, or a path without any name, names nothing. Result: the
+ * value, owned by the tree, valid until this node is set again or the tree freed, not to be written
+ * to; null when the path or the value does not exist, and (reported) without memory. Any thread,
+ * see above. */
 ZEB_API char *CONF_lookup(CONF_node *root, const char *path);
 
 /* Looks a node up, whether it has a value or not. Parameters and failures as for CONF_lookup.
  * Result: the node, owned by the tree and valid as long as that, or null. Any thread, see above. */
 ZEB_API CONF_node *CONF_lookup_tree(CONF_node *root, const char *path);
 
-/* Looks a value up by the pieces of its path: `char *` arguments up to a null pointer, which must be
- * there (NULL). Each piece may itself hold ';'; between two pieces one is put unless the first ends
- * or the second begins with it. When both do, both stay and the empty name between them finds
+/* Looks a value up by the pieces of its path: `char *` arguments up to a null pointer, which must
+ * be there (NULL). Each piece may itself hold ';'; between two pieces one is put unless the first
+ * ends or the second begins with it. When both do, both stay and the empty name between them finds
  * nothing. Otherwise, and as to the result, like CONF_lookup on the joined path. */
 ZEB_API char *CONF_lookup_va(CONF_node *root, ...) __attribute__((sentinel));
 
@@ -96,12 +98,12 @@ ZEB_API char *CONF_lookup_va(CONF_node *root, ...) __attribute__((sentinel));
  * CONF_lookup_va. */
 ZEB_API CONF_node *CONF_lookup_tree_va(CONF_node *root, ...) __attribute__((sentinel));
 
-/* Sets the value at a path, making the nodes that are missing on the way. An existing node keeps the
- * spelling of its name. `root`: a tree or a branch, not null. `path`: as for CONF_lookup; null, or a
- * path of which nothing is left without blanks and '!', does nothing. `value`: copied, of any length;
- * null or "" removes the value but never the node. It may be a value of this tree. No result;
- * without memory that is reported, the nodes made so far stay, and a node whose array of children
- * could not grow has lost its children. The thread that owns the tree. */
+/* Sets the value at a path, making the nodes that are missing on the way. An existing node keeps
+ * the spelling of its name. `root`: a tree or a branch, not null. `path`: as for CONF_lookup; null,
+ * or a path of which nothing is left without blanks and '!', does nothing. `value`: copied, of any
+ * length; null or "" removes the value but never the node. It may be a value of this tree. No
+ * result; without memory that is reported, the nodes made so far stay, and a node whose array of
+ * children could not grow has lost its children. The thread that owns the tree. */
 ZEB_API void CONF_set(CONF_node *root, const char *path, const char *value);
 
 /* Sets the value at a path given in pieces: like CONF_set, with pieces as for CONF_lookup_va. */
