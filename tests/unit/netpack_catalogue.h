@@ -186,6 +186,20 @@ inline std::vector<NETDSD_entry> sample_structures() {
             entry_of("Whole", k_whole_fields, sizeof(Whole))};
 }
 
+// One record of one member, for a catalogue of one row.
+class OneField {
+  public:
+    OneField(NETDSD_field_type type, size_t count, size_t size, const char *type_name = "?")
+        : fields_{{type, "v", 0, count, "", size, type_name}},
+          catalogue_({entry_of("One", fields_, count * size)}) {}
+    netpack::Catalogue get() { return catalogue_.get(); }
+    size_t size() const { return fields_[0].count * fields_[0].size; }
+
+  private:
+    std::vector<NETDSD_field> fields_;
+    TestCatalogue catalogue_;
+};
+
 inline Bytes pack(const netpack::Catalogue &catalogue, const void *record, const char *name,
                   size_t size) {
     size_t length = 0;

@@ -146,7 +146,6 @@ TEST(Receive, HeaderThatBeginsInTheLengthOfAFalseOneIsFound) {
         const std::string length = start;
         const size_t shown =
             4 - static_cast<size_t>(std::count(length.begin(), length.end(), '0')) / 2;
-        const Bytes rest(frame("abc").begin(), frame("abc").end());
         const Bytes whole = frame("abc");
         const Bytes bytes =
             oversized_header(length) + Bytes(whole.begin() + static_cast<long>(shown), whole.end());

@@ -93,29 +93,29 @@ TEST(MissingValues, EveryTypeHasItsCode) {
     EXPECT_EQ(e.b, 0);
     EXPECT_EQ(e.c, 0);
     EXPECT_EQ(e.byte, 0);
-    EXPECT_EQ(e.s, 0);
-    EXPECT_EQ(e.us, 0);
-    EXPECT_EQ(e.i, 0x55555555);
-    EXPECT_EQ(e.ui, 0x55555555u);
-    EXPECT_EQ(e.l, 0x55555555);
-    EXPECT_EQ(e.ul, 0x55555555u);
-    EXPECT_EQ(e.sz, 0xFFFFFFFFu);
-    EXPECT_EQ(e.tm, -1);
-    EXPECT_EQ(e.ft, -1.0);
-    EXPECT_EQ(e.d, 9.999e-99);
-    EXPECT_EQ(e.f, 0.0f);
-    EXPECT_EQ(e.a_int[1], 0x55555555);
-    EXPECT_EQ(e.a_uint[1], 0x55555555u);
-    EXPECT_EQ(e.a_long[1], 0x55555555);
-    EXPECT_EQ(e.a_ulong[1], 0x55555555u);
-    EXPECT_EQ(e.a_sizet[1], 0xFFFFFFFFu);
-    EXPECT_EQ(e.a_time[1], -1);
-    EXPECT_EQ(e.a_ftime[1], -1.0);
-    EXPECT_EQ(e.a_double[2], 9.999e-99);
-    EXPECT_EQ(e.a_float[1], 0.0f);
-    EXPECT_EQ(e.a_short[2], 0);
-    EXPECT_EQ(e.a_ushort[1], 0);
-    EXPECT_EQ(e.a_bool[1] | e.a_byte[2] | e.a_char[4], 0);
+    EXPECT_EQ(+e.s, 0);
+    EXPECT_EQ(+e.us, 0);
+    EXPECT_EQ(+e.i, 0x55555555);
+    EXPECT_EQ(+e.ui, 0x55555555u);
+    EXPECT_EQ(+e.l, 0x55555555);
+    EXPECT_EQ(+e.ul, 0x55555555u);
+    EXPECT_EQ(+e.sz, 0xFFFFFFFFu);
+    EXPECT_EQ(+e.tm, -1);
+    EXPECT_EQ(+e.ft, -1.0);
+    EXPECT_EQ(+e.d, 9.999e-99);
+    EXPECT_EQ(+e.f, 0.0f);
+    EXPECT_EQ(+e.a_int[1], 0x55555555);
+    EXPECT_EQ(+e.a_uint[1], 0x55555555u);
+    EXPECT_EQ(+e.a_long[1], 0x55555555);
+    EXPECT_EQ(+e.a_ulong[1], 0x55555555u);
+    EXPECT_EQ(+e.a_sizet[1], 0xFFFFFFFFu);
+    EXPECT_EQ(+e.a_time[1], -1);
+    EXPECT_EQ(+e.a_ftime[1], -1.0);
+    EXPECT_EQ(+e.a_double[2], 9.999e-99);
+    EXPECT_EQ(+e.a_float[1], 0.0f);
+    EXPECT_EQ(+e.a_short[2], 0);
+    EXPECT_EQ(+e.a_ushort[1], 0);
+    EXPECT_EQ(+e.a_bool[1] | e.a_byte[2] | e.a_char[4], 0);
     for (char c : e.text)
         EXPECT_EQ(c, 0);
     for (BYTE c : e.a_bin)
@@ -127,11 +127,11 @@ TEST(MissingValues, NestedRecordsFollowTheSameRules) {
     Whole w;
     memset(&w, 0xEE, sizeof w);
     fill_mvc(catalogue.get(), &w, "Whole", sizeof w);
-    EXPECT_EQ(w.n, 0x55555555);
-    EXPECT_EQ(w.parts[0].v, 9.999e-99);
-    EXPECT_EQ(w.parts[1].v, 9.999e-99);
-    EXPECT_EQ(w.parts[1].tag[3], 0);
-    EXPECT_EQ(w.when, -1.0);
+    EXPECT_EQ(+w.n, 0x55555555);
+    EXPECT_EQ(+w.parts[0].v, 9.999e-99);
+    EXPECT_EQ(+w.parts[1].v, 9.999e-99);
+    EXPECT_EQ(+w.parts[1].tag[3], 0);
+    EXPECT_EQ(+w.when, -1.0);
 }
 
 TEST(MissingValues, BadDescriptionLeavesZeros) {
