@@ -38,7 +38,6 @@ template <class T> class Array {
     Array &operator=(const Array &) = delete;
 
     bool failed() const { return failed_; }
-    void fail() { failed_ = true; }
     size_t size() const { return size_; }
     T *data() { return data_; }
     const T *data() const { return data_; }

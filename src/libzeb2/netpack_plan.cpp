@@ -120,41 +120,37 @@ FieldKind kind_of(const Catalogue &catalogue, const NETDSD_field &field) {
                                                                  : FieldKind::opaque;
 }
 
-// Lists the bytes that no field covers. False when fields overlap or reach beyond the record.
+// Lists the bytes of a sound record that no field covers.
 bool find_gaps(const NETDSD_entry &entry, Array<Range> &gaps) {
     Array<Range> covered;
-    for (size_t i = 0; i < entry.count_fields; ++i) {
-        const NETDSD_field &field = entry.fields[i];
-        const size_t bytes = field_bytes(field);
-        if (bytes > entry.total_size || field.offset > entry.total_size - bytes)
-            return false;
-        covered.push({field.offset, bytes});
-    }
-    if (covered.failed()) {
-        gaps.fail();
-        return false;
-    }
+    for (size_t i = 0; i < entry.count_fields; ++i)
+        covered.push({entry.fields[i].offset, field_bytes(entry.fields[i])});
     std::sort(covered.data(), covered.data() + covered.size(),
               [](const Range &a, const Range &b) { return a.offset < b.offset; });
     size_t reached = 0;
     for (const Range &range : covered) {
-        if (range.size == 0)
-            continue;
-        if (range.offset < reached)
-            return false;
         if (range.offset > reached)
             gaps.push({reached, range.offset - reached});
-        reached = range.offset + range.size;
+        reached = std::max(reached, range.offset + range.size);
     }
     if (reached < entry.total_size)
         gaps.push({reached, entry.total_size - reached});
-    return true;
+    return !covered.failed() && !gaps.failed();
+}
+
+bool lies_within(const NETDSD_field &field, const NETDSD_entry &entry) {
+    const size_t bytes = field_bytes(field);
+    return bytes <= entry.total_size && field.offset <= entry.total_size - bytes;
+}
+
+bool overlap(const NETDSD_field &a, const NETDSD_field &b) {
+    return field_bytes(a) > 0 && field_bytes(b) > 0 && a.offset < b.offset + field_bytes(b) &&
+           b.offset < a.offset + field_bytes(a);
 }
 
 // A described element without bytes would make packages grow without any record behind them.
-bool has_empty_elements(const NETDSD_entry &entry) {
-    return std::any_of(entry.fields, entry.fields + entry.count_fields,
-                       [](const NETDSD_field &f) { return f.ft == NETDSD_FT_BIN && f.size == 0; });
+bool is_empty_element(const NETDSD_field &field) {
+    return field.ft == NETDSD_FT_BIN && field.size == 0;
 }
 
 // Writes down the package of a structure as steps, nested structures included.
@@ -246,19 +242,21 @@ class PackBuilder {
             append_number(to, uint8_t{1});
             append_number(to, static_cast<uint32_t>(field.size));
         });
+        const bool usable = entry.total_size == field.size && is_sound(entry);
         for (size_t i = 0; i < field.count && plan_.refusal == nullptr; ++i)
-            add_record(field, entry, offset + i * field.size, depth);
+            add_record(field, usable ? &entry : nullptr, offset + i * field.size, depth);
         add_copy(offset, field_bytes(field));
     }
 
-    void add_record(const NETDSD_field &field, const NETDSD_entry &entry, size_t offset,
+    // A null `entry` sends the element raw.
+    void add_record(const NETDSD_field &field, const NETDSD_entry *entry, size_t offset,
                     int depth) {
         const size_t length_at = plan_.fixed.size();
         add_fixed([](Array<char> &to) { append_number(to, uint32_t{0}); });
         const size_t start = position_;
         const size_t first_text = plan_.count_texts;
-        if (entry.total_size == field.size && is_sound(entry)) {
-            add_structure(entry, offset, depth + 1);
+        if (entry != nullptr) {
+            add_structure(*entry, offset, depth + 1);
         } else {
             add_step(StepKind::bad_description, 0, 0, &field);
             add_fixed([](Array<char> &to) { append_number(to, uint8_t{0}); });
@@ -313,15 +311,15 @@ bool add_field_plans(const Catalogue &catalogue, Plan &plan) {
 }
 
 bool fill_plan(const Catalogue &catalogue, Plan &plan) {
-    plan.sound = find_gaps(*plan.entry, plan.gaps) && !has_empty_elements(*plan.entry);
+    plan.sound = is_sound(*plan.entry);
     if (!plan.sound)
-        return !plan.gaps.failed();
-    if (!add_field_plans(catalogue, plan) || !plan.blank.reset(plan.entry->total_size))
+        return true;
+    if (!find_gaps(*plan.entry, plan.gaps) || !add_field_plans(catalogue, plan) ||
+        !plan.blank.reset(plan.entry->total_size))
         return false;
     fill_missing(catalogue, *plan.entry, plan.blank.data(), 0);
     PackBuilder(catalogue, plan).build();
-    return !plan.gaps.failed() && !plan.fixed.failed() && !plan.steps.failed() &&
-           !plan.patches.failed();
+    return !plan.fixed.failed() && !plan.steps.failed() && !plan.patches.failed();
 }
 
 const Plan *build_plan(const Catalogue &catalogue, const NETDSD_entry *entry, const Plan *&place) {
@@ -359,9 +357,18 @@ uint32_t hash_name(std::string_view name) {
     return static_cast<uint32_t>(hash >> 32);
 }
 
+// Compares in pairs: without memory of its own it cannot fail, and it runs once per structure.
 bool is_sound(const NETDSD_entry &entry) {
-    Array<Range> gaps;
-    return !has_empty_elements(entry) && find_gaps(entry, gaps);
+    for (size_t i = 0; i < entry.count_fields; ++i) {
+        const NETDSD_field &field = entry.fields[i];
+        if (!lies_within(field, entry) || is_empty_element(field))
+            return false;
+        for (size_t j = 0; j < i; ++j) {
+            if (overlap(field, entry.fields[j]))
+                return false;
+        }
+    }
+    return true;
 }
 
 size_t element_count(const NETDSD_field &field) {

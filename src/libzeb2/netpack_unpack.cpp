@@ -521,16 +521,20 @@ size_t unpack_described(const Catalogue &catalogue, const Plan &plan, Reader rea
     return take_raw_package(reader, dest, destsize);
 }
 
+bool is_usable(const NETDSD_entry *entry, const Plan *plan, size_t size) {
+    return entry != nullptr && entry->total_size == size &&
+           (plan != nullptr ? plan->sound : is_sound(*entry));
+}
+
 // `plan` is null without a description, and without memory for a plan.
 size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, const Plan *plan,
                         Reader reader, char *dest, size_t destsize, const char *dstype, int depth) {
-    if (entry == nullptr || entry->total_size != destsize || (plan != nullptr && !plan->sound))
+    if (!is_usable(entry, plan, destsize))
         return unpack_undescribed(reader, dest, destsize, dstype);
     if (plan != nullptr)
         return unpack_described(catalogue, *plan, reader, dest, destsize, depth);
     memset(dest, 0, destsize);
-    if (is_sound(*entry))
-        fill_missing(catalogue, *entry, dest, depth);
+    fill_missing(catalogue, *entry, dest, depth);
     return 0;
 }
 
@@ -550,9 +554,15 @@ size_t unpack_ds(const Catalogue &catalogue, const void *pkg, size_t pkgsize, vo
 void fill_mvc(const Catalogue &catalogue, void *pds, const char *dstype, size_t dssize) {
     if (!ZEB_CHECK(pds != nullptr) || !ZEB_CHECK(dstype != nullptr))
         return;
+    const NETDSD_entry *entry;
+    const Plan *plan = find_plan(catalogue, dstype, &entry);
+    const bool usable = is_usable(entry, plan, dssize);
+    if (usable && plan != nullptr) {
+        memcpy(pds, plan->blank.data(), dssize);
+        return;
+    }
     memset(pds, 0, dssize);
-    const NETDSD_entry *entry = find_structure(catalogue, dstype);
-    if (entry != nullptr && entry->total_size == dssize && is_sound(*entry))
+    if (usable)
         fill_missing(catalogue, *entry, static_cast<char *>(pds), 0);
     else
         ZEB_REPORT("WARNING: Bad structure description for \"%s\"", dstype);
