@@ -10,6 +10,12 @@
 #include <thread>
 #include <unistd.h>
 
+// The address sanitizer is not told of the frames that a cancelled thread unwinds, and takes the
+// removal of its own signal stack at the thread's end for a use of them. Weak: a test may have
+// options of its own.
+extern "C" __attribute__((weak, visibility("default"))) const char *__asan_default_options();
+const char *__asan_default_options() { return "use_sigaltstack=0"; }
+
 namespace zeb::test {
 
 StderrCapture::StderrCapture() {

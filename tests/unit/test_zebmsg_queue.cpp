@@ -68,6 +68,12 @@ class ZebmsgQueue : public testing::Test {
         entry.internal = internal;
         LL_insert_tail(queue, &entry, sizeof entry);
     }
+    void take_next() {
+        void *data = nullptr;
+        size_t size = 0;
+        zeb::package_next(&data, &size, &lnk);
+        free(data);
+    }
     void register_proc(const char *word) {
         LibParam param = {&seen, ""};
         strncpy(param.word, word, sizeof param.word - 1);
@@ -127,13 +133,11 @@ TEST_F(ZebmsgQueue, MessagesThatDoNotLeaveAreRefusedAndTheLossIsReportedTwice) {
         send();
     EXPECT_EQ(lnk.tx_queue.count, 63); // 64 MiB less what the entries themselves take
     EXPECT_EQ(lnk.tx_load.dropped, 7U);
-    void *data = nullptr;
-    size_t size = 0;
-    zeb::package_next(&data, &size, &lnk);
+    take_next();
     send();
     EXPECT_EQ(lnk.tx_queue.count, 62) << "refused until half of the queue has left";
     while (lnk.tx_queue.count > 30)
-        zeb::package_next(&data, &size, &lnk);
+        take_next();
     send();
     EXPECT_EQ(lnk.tx_queue.count, 31);
     EXPECT_THAT(err.text(), HasSubstr("Outgoing messages are not leaving: refusing new ones"));
