@@ -15,10 +15,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 // Under the sanitizers a request beyond all memory must fail as it does without them.
-extern "C" const char *__asan_default_options() {
+extern "C" ZEB_API const char *__asan_default_options() {
     return "allocator_may_return_null=1";
 }
-extern "C" const char *__tsan_default_options() {
+extern "C" ZEB_API const char *__tsan_default_options() {
     return "allocator_may_return_null=1";
 }
 
@@ -424,7 +424,7 @@ TEST_F(List, AnAllocationFailureIsReportedAndLeavesTheListAlone) {
     fill(1);
     zeb::test::StderrCapture capture;
     // No host has this much: the node is had, its data block is not.
-    EXPECT_EQ(LL_insert_tail(&list, "", PTRDIFF_MAX), nullptr);
+    EXPECT_EQ(LL_insert_tail(&list, "", SIZE_MAX), nullptr);
     EXPECT_THAT(capture.finish(), HasSubstr(": Cannot allocate memory\n"));
     EXPECT_THAT(values(), ElementsAre(1));
 }
