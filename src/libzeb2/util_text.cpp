@@ -178,6 +178,8 @@ void UTIL_strncpynt(char *dst, const char *src, size_t dst_size) {
 
 int UTIL_strcasecmp(const char *s1, const char *s2) {
     for (; *s1 != '\0' && *s2 != '\0'; ++s1, ++s2) {
+        if (*s1 == *s2)
+            continue;
         const int c1 = lower(*s1);
         const int c2 = lower(*s2);
         if (c1 != c2)
