@@ -40,11 +40,12 @@ for preset in "${presets[@]}"; do
     echo
     echo "=== $preset: build"
     cmake --preset "$preset"
-    cmake --build --preset "$preset"
-    echo "=== $preset: tests"
     # ThreadSanitizer has something to say only where threads meet.
+    target=(all)
     selection=()
-    [ "$preset" != tsan ] || selection=(-L threads)
+    [ "$preset" != tsan ] || { target=(threads) selection=(-L threads); }
+    cmake --build --preset "$preset" --target "${target[@]}"
+    echo "=== $preset: tests"
     ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
         failed+=("$preset")
     echo "=== $preset: $((SECONDS - started)) s"

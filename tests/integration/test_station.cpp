@@ -1,0 +1,315 @@
+// The example daemons, the simulator and the command-line tool, at work on a real message server.
+
+#include "process.h"
+#include "support.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+using namespace zeb::test;
+using nlohmann::json;
+
+namespace {
+
+const std::string k_bin = ZEB_BINARY_DIR "/bin/";
+
+std::string sentence(const std::string &body) {
+    int sum = 0;
+    for (const char c : body)
+        sum ^= c;
+    char tail[8];
+    snprintf(tail, sizeof tail, "*%02X\r\n", static_cast<unsigned>(sum));
+    return "$" + body + tail;
+}
+
+// Two instants with a fix, one without, and noise of every kind between them.
+std::string short_drive() {
+    return "noise at power-up\r\n" +
+           sentence("GPRMC,120000.00,A,4000.0000,N,10500.0000,W,10.0,90.0,010203,,") +
+           sentence("GPGGA,120000.00,4000.0000,N,10500.0000,W,1,08,1.1,1650.0,M,-16.2,M,,") +
+           "$GPVTG,1,T*00\r\n" + sentence("PUBX,00,whatever") +
+           sentence("GPRMC,120001.00,V,,,,,,,010203,,") + std::string(2000, 'x') + "\r\n" +
+           sentence("GPRMC,120002.00,A,4000.6000,N,10500.0000,W,10.0,90.0,010203,,");
+}
+
+std::vector<json> lines_of(const std::string &text) {
+    std::vector<json> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(json::parse(line));
+    return lines;
+}
+
+class Station : public ::testing::Test {
+  protected:
+    Station() {
+        std::filesystem::create_directories(dir_ / "etc");
+        configure("");
+        server_ = run({"zebmsgd"});
+        ready_ = wait_until([this] { return std::filesystem::exists(dir_ / ".mainstatus"); });
+    }
+
+    void configure(const std::string &lines) {
+        write_file(dir_ / "etc/zeb.conf",
+                   "gps;Tags,position\nwaypoint;Latitude,40\nwaypoint;Longitude,-105\n" + lines);
+    }
+
+    // Starts a program of the station in its own directory.
+    std::unique_ptr<Process> run(std::vector<std::string> command,
+                                 std::vector<std::pair<std::string, std::string>> environment = {}) {
+        command[0] = k_bin + command[0];
+        Process::Options options;
+        options.environment = std::move(environment);
+        options.environment.emplace_back("ZEB2RUN", dir_.path());
+        options.environment.emplace_back("ZEB2", dir_.path());
+        return start(command, options);
+    }
+
+    std::unique_ptr<Process> start(const std::vector<std::string> &command,
+                                   const Process::Options &options) {
+        const std::string own = dir_ / std::to_string(++count_);
+        std::filesystem::create_directory(own);
+        return std::make_unique<Process>(own, command, options);
+    }
+
+    // Runs zebctl to its end and returns what it printed.
+    std::string ask(std::vector<std::string> arguments, int expected = 0) {
+        arguments.insert(arguments.begin(), "zebctl");
+        const auto tool = run(arguments);
+        EXPECT_EQ(tool->wait(), expected) << tool->errors();
+        errors_ = tool->errors();
+        return tool->output();
+    }
+
+    std::vector<std::string> clients() {
+        std::vector<std::string> names;
+        for (const json &client : json::parse(ask({"status", "--json"}))["clients"])
+            if (client["open"] == true)
+                names.push_back(client["name"]);
+        return names;
+    }
+    // True once so many programs are connected.
+    bool wait_for_clients(size_t number) {
+        return wait_until([&] { return clients().size() == number; });
+    }
+
+    std::string file(const std::string &content) {
+        const std::string name = dir_ / "captured.nmea";
+        write_file(name, content);
+        return name;
+    }
+
+    TempDir dir_;
+    std::unique_ptr<Process> server_;
+    bool ready_ = false;
+    std::string errors_;
+    int count_ = 0;
+};
+
+} // namespace
+
+TEST_F(Station, GpsPublishesWhatItsReceiverSays) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + file(short_drive()) + "\n");
+    const auto watch = run({"zebctl", "watch", "--json", "--type", "MSG_GPS_INSTANT", "--count", "3",
+                            "--timeout", "20"});
+    ASSERT_TRUE(wait_for_clients(1));
+    const auto gps = run({"gps"});
+    EXPECT_EQ(gps->wait(), 0) << gps->errors();
+    EXPECT_NE(gps->errors().find("5 sentences, 3 refused, 3 instants, 2 with a fix"), std::string::npos)
+        << gps->errors();
+    ASSERT_EQ(watch->wait(), 0) << watch->errors();
+    const auto fixes = lines_of(watch->output());
+    ASSERT_EQ(fixes.size(), 3u);
+    EXPECT_EQ(fixes[0]["from"], "gps");
+    EXPECT_EQ(fixes[0]["record_type"], "NET_GPS_Fixinfo");
+    EXPECT_EQ(fixes[0]["record"]["fix_time"], 1044100800.0); // 2003-02-01T12:00:00Z
+    EXPECT_EQ(fixes[0]["record"]["lat"], 40.0);
+    EXPECT_EQ(fixes[0]["record"]["lon"], -105.0);
+    EXPECT_EQ(fixes[0]["record"]["alt"], 1650.0);
+    EXPECT_EQ(fixes[1]["record"]["lat"], nullptr) << "a void position is missing";
+    EXPECT_EQ(fixes[1]["record"]["valid"], false);
+    EXPECT_EQ(fixes[2]["record"]["alt"], nullptr) << "RMC gives no altitude";
+}
+
+TEST_F(Station, GpsDigestsEveryCapturedSentence) {
+    ASSERT_TRUE(ready_);
+    const std::string folder = ZEB_SOURCE_DIR "/../shared/data/nmea/";
+    if (!std::filesystem::exists(folder))
+        GTEST_SKIP() << "no captured sentences in ../shared/data/nmea beside the checkout";
+    const std::pair<const char *, const char *> captured[] = {
+        {"haicom-305N.nmea", "325 sentences, 0 refused, 74 instants, 68 with a fix"},
+        {"ublox-neo-m9n-nmea.nmea", "1403 sentences, 0 refused, 61 instants, 61 with a fix"}};
+    for (const auto &[name, counted] : captured) {
+        configure("gps;Source," + folder + name + "\n");
+        const auto gps = run({"gps"});
+        EXPECT_EQ(gps->wait(), 0) << gps->errors();
+        EXPECT_NE(gps->errors().find(counted), std::string::npos) << gps->errors();
+    }
+}
+
+TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + (dir_ / "receiver") + "\n");
+    const auto gps = run({"gps"});
+    EXPECT_TRUE(wait_until([&] { return gps->errors().find("trying again") != std::string::npos; }));
+    for (int round = 0; round < 2; ++round) {
+        const auto receiver =
+            run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1"});
+        EXPECT_EQ(lines_of(ask({"watch", "--json", "--type", "MSG_GPS_INSTANT", "--count", "2",
+                                "--timeout", "20"}))
+                      .size(),
+                  2u);
+        EXPECT_NE(gps->errors().find("is back"), std::string::npos);
+        receiver->signal(SIGTERM);
+        EXPECT_EQ(receiver->wait(), 0);
+        EXPECT_TRUE(wait_until([&] { return gps->errors().find("hung up") != std::string::npos ||
+                                            gps->errors().find("Input/output") != std::string::npos; }));
+    }
+    EXPECT_TRUE(gps->running());
+    gps->signal(SIGTERM);
+    EXPECT_EQ(gps->wait(), 0);
+}
+
+TEST_F(Station, GpsSaysThatItHasStartedWhenItsLauncherAsks) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\n");
+    const auto gps = run({"gps"}, {{"ZEB2STARTUP", "1"}});
+    EXPECT_TRUE(wait_until([&] { return gps->output() == "STARTUP OKAY\n"; }));
+    gps->signal(SIGTERM);
+    EXPECT_EQ(gps->wait(), 0);
+}
+
+TEST_F(Station, GpsEndsWithAFailureWhenTheServerIsGone) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\n");
+    const auto gps = run({"gps"});
+    ASSERT_TRUE(wait_for_clients(1));
+    server_->signal(SIGTERM);
+    EXPECT_EQ(server_->wait(), 0);
+    EXPECT_EQ(gps->wait(), 1);
+    EXPECT_NE(gps->errors().find("the message server is gone"), std::string::npos);
+}
+
+TEST_F(Station, GpsWithoutASourceSaysWhatToSet) {
+    const auto gps = run({"gps"});
+    EXPECT_EQ(gps->wait(), 1);
+    EXPECT_NE(gps->errors().find("set gps;Source in the configuration"), std::string::npos);
+}
+
+TEST_F(Station, WaypointFindsThePositionByItsTagAndAnswers) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + (dir_ / "receiver") + "\n");
+    const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1",
+                               "--latitude", "40", "--longitude", "-105", "--radius", "1000"});
+    const auto gps = run({"gps"});
+    const auto waypoint = run({"waypoint"});
+    const auto answers = lines_of(ask({"watch", "--json", "--type", "MSG_GPS_WAYPOINT_STATUS", "--from",
+                                       "waypoint", "--count", "1", "--timeout", "20"}));
+    ASSERT_EQ(answers.size(), 1u);
+    const json &status = answers[0]["record"]["waypoints"][0];
+    EXPECT_EQ(status["name"], "home");
+    // The circle is drawn with a degree of 111,320 m, the answer with the Earth's mean radius.
+    EXPECT_NEAR(status["distance"].get<double>(), 1000, 5);
+    EXPECT_NE(waypoint->errors().find("the position comes from gps"), std::string::npos);
+}
+
+TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\ngps;DisplayName,Mast\n");
+    const auto gps = run({"gps"});
+    ASSERT_TRUE(wait_until([&] { return json::parse(ask({"instruments", "--json"})).size() == 1; }));
+    EXPECT_EQ(json::parse(ask({"instruments", "--json"})),
+              json::parse(R"([{"name":"gps","type":"gps","display_name":"Mast","id":"G",
+                               "tags":["position"]}])"));
+    EXPECT_NE(ask({"instruments"}).find("Mast"), std::string::npos);
+}
+
+TEST_F(Station, SentFieldsArriveAndWhatWatchPrintsCanBeSentAgain) {
+    ASSERT_TRUE(ready_);
+    const std::vector<std::string> watch_one = {"zebctl", "watch", "--json", "--type", "MSG_*",
+                                                "--count", "1", "--timeout", "20"};
+    auto watch = run(watch_one);
+    ASSERT_TRUE(wait_for_clients(1));
+    ask({"send", "--name", "probe", "MSG_LOG_MONITOR", "flags=3", "msgtime=1000.5", "msg=all is well"});
+    ASSERT_EQ(watch->wait(), 0) << watch->errors();
+    const json first = lines_of(watch->output())[0];
+    EXPECT_EQ(first["from"], "probe");
+    EXPECT_EQ(first["record"], json::parse(R"({"flags":3,"msg":"all is well","msgtime":1000.5})"));
+
+    ASSERT_TRUE(wait_for_clients(0));
+    watch = run(watch_one);
+    ASSERT_TRUE(wait_for_clients(1));
+    write_file(dir_ / "line", first.dump() + "\n");
+    Process::Options options;
+    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
+    const auto again =
+        start({"/bin/sh", "-c", k_bin + "zebctl send --json --name probe < " + (dir_ / "line")}, options);
+    EXPECT_EQ(again->wait(), 0) << again->errors();
+    ASSERT_EQ(watch->wait(), 0) << watch->errors();
+    json second = lines_of(watch->output())[0];
+    second["time"] = first["time"];
+    EXPECT_EQ(second, first);
+}
+
+TEST_F(Station, SendRefusesWhatTheCatalogueDoesNotKnow) {
+    ASSERT_TRUE(ready_);
+    ask({"send", "MSG_NO_SUCH"}, 1);
+    EXPECT_NE(errors_.find("the catalogue has no message \"MSG_NO_SUCH\""), std::string::npos);
+    ask({"send", "MSG_LOG_SET_INTERVAL_AVG", "period=1"}, 1);
+    EXPECT_NE(errors_.find("NET_LOG_SetInterval has no field \"period\"; it has interval"),
+              std::string::npos);
+    ask({"send", "MSG_LOG_MONITOR", "flags=256"}, 1);
+    EXPECT_NE(errors_.find("flags: 256 is outside 0 to 255"), std::string::npos);
+    ask({"send", "MSG_LOG_FLUSH", "x=1"}, 1);
+    EXPECT_NE(errors_.find("carries no record"), std::string::npos);
+    ask({"send"}, 2);
+}
+
+TEST_F(Station, WatchFailsWhenFewerMessagesComeThanWanted) {
+    ASSERT_TRUE(ready_);
+    ask({"watch", "--count", "1", "--timeout", "0.2"}, 1);
+    ask({"watch", "--timeout", "0.2"}, 0);
+}
+
+TEST_F(Station, ToolsSayThatNoServerIsThere) {
+    server_->signal(SIGTERM);
+    EXPECT_EQ(server_->wait(), 0);
+    for (const char *command : {"status", "instruments"}) {
+        ask({command}, 1);
+        EXPECT_NE(errors_.find("is the message server running?"), std::string::npos) << errors_;
+    }
+    ask({"watch", "--timeout", "1"}, 1);
+    EXPECT_NE(errors_.find("is the server running?"), std::string::npos) << errors_;
+}
+
+TEST_F(Station, DescribeShowsARecordAndAMessage) {
+    const json record = json::parse(ask({"describe", "NET_SERVER_Heartbeat", "--json"}));
+    EXPECT_EQ(record["size"], 4);
+    EXPECT_EQ(record["fields"][0]["name"], "hb_idx");
+    EXPECT_EQ(record["fields"][0]["code"], 6);
+    const json message = json::parse(ask({"describe", "MSG_LOG_FLUSH", "--json"}));
+    EXPECT_EQ(message, json::parse(R"({"message":"MSG_LOG_FLUSH","number":159,"class":"log",
+                                       "carries":null})"));
+    EXPECT_NE(ask({"describe", "MSG_GPS_INSTANT"}).find("NET_GPS_Fixinfo"), std::string::npos);
+    ask({"describe", "heartbeat"}, 1);
+    EXPECT_NE(errors_.find("did you mean MSG_SERVER_HEARTBEAT?"), std::string::npos);
+    EXPECT_EQ(json::parse(ask({"describe", "--list", "--json"}))["messages"].size(), 294u);
+}
+
+TEST_F(Station, ConfChecksReadsAndDumpsAFile) {
+    const std::string name = dir_ / "test.conf";
+    write_file(name, "Disk;LogDir, /data\n# remark\nno comma here\nDisk;MaxFileSize,4000 # bytes\n");
+    EXPECT_EQ(ask({"conf", "get", "--file", name, "disk;logdir"}), "/data\n");
+    ask({"conf", "get", "--file", name, "Disk;None"}, 1);
+    EXPECT_EQ(ask({"conf", "dump", name}), "Disk;LogDir,/data\nDisk;MaxFileSize,4000\n");
+    const std::string findings = ask({"conf", "check", name}, 1);
+    EXPECT_NE(findings.find(name + ":3: "), std::string::npos) << findings;
+    EXPECT_EQ(findings.find(name + ":1: "), std::string::npos) << findings;
+    ask({"conf", "check", dir_ / "absent"}, 1);
+    EXPECT_NE(errors_.find("No such file"), std::string::npos);
+}
