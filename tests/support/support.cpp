@@ -10,11 +10,14 @@
 #include <thread>
 #include <unistd.h>
 
-// The address sanitizer is not told of the frames that a cancelled thread unwinds, and takes the
-// removal of its own signal stack at the thread's end for a use of them. Weak: a test may have
-// options of its own.
-extern "C" __attribute__((weak, visibility("default"))) const char *__asan_default_options();
-const char *__asan_default_options() { return "use_sigaltstack=0"; }
+// Options of the sanitizers, exported for their libraries to find. A request beyond all memory fails
+// as it does without them. And the address sanitizer is not told of the frames that a cancelled
+// thread unwinds: it would take the removal of its own signal stack for a use of them.
+#define EXPORTED __attribute__((visibility("default")))
+extern "C" EXPORTED const char *__asan_default_options() {
+    return "allocator_may_return_null=1:use_sigaltstack=0";
+}
+extern "C" EXPORTED const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace zeb::test {
 

@@ -14,14 +14,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Under the sanitizers a request beyond all memory must fail as it does without them.
-extern "C" ZEB_API const char *__asan_default_options() {
-    return "allocator_may_return_null=1";
-}
-extern "C" ZEB_API const char *__tsan_default_options() {
-    return "allocator_may_return_null=1";
-}
-
 namespace {
 
 using Ints = std::vector<int>;
