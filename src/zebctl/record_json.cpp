@@ -338,7 +338,20 @@ std::string cut_component(std::string &path) {
     return head;
 }
 
-bool set_path(const NETDSD_entry &description, char *record, std::string path, const Json &value,
+// What the right side of an assignment says: as JSON, and as it stands.
+struct Given {
+    Json value;
+    std::string text;
+
+    // A text field takes digits as they stand: name=12 is the text "12".
+    Json for_field(const NETDSD_field &field) const {
+        const bool textual = field.ft == NETDSD_FT_STRING || field.ft == NETDSD_FT_A_CHAR ||
+                             (field.ft == NETDSD_FT_CHAR && text.size() == 1);
+        return textual && value.is_primitive() && !value.is_string() ? Json(text) : value;
+    }
+};
+
+bool set_path(const NETDSD_entry &description, char *record, std::string path, const Given &given,
               std::string &error) {
     const std::string name = cut_component(path);
     const NETDSD_field *found = find_field(description, name);
@@ -362,7 +375,7 @@ bool set_path(const NETDSD_entry &description, char *record, std::string path, c
         field = element_of(field);
     }
     if (path.empty()) {
-        if (set_value(field, at, value, error))
+        if (set_value(field, at, given.for_field(field), error))
             return true;
         error = name + ": " + error;
         return false;
@@ -372,7 +385,7 @@ bool set_path(const NETDSD_entry &description, char *record, std::string path, c
         error = name + " has nothing below it";
         return false;
     }
-    return set_path(*nested, at, path, value, error);
+    return set_path(*nested, at, path, given, error);
 }
 
 } // namespace
@@ -412,17 +425,11 @@ bool set_field(const NETDSD_entry &description, void *record, const std::string 
         error = "\"" + assignment + "\" is not of the form name=value";
         return false;
     }
-    const std::string text = assignment.substr(equals + 1);
-    Json value = Json::parse(text, nullptr, false);
-    const std::string path = assignment.substr(0, equals);
-    char *bytes = static_cast<char *>(record);
-    // A text field takes digits as they stand: name=12 is the text "12".
-    if (value.is_discarded() || value.is_number()) {
-        std::string ignored;
-        if (set_path(description, bytes, path, Json(text), ignored))
-            return true;
-    }
-    return set_path(description, bytes, path, value.is_discarded() ? Json(text) : value, error);
+    Given given = {nullptr, assignment.substr(equals + 1)};
+    given.value = Json::parse(given.text, nullptr, false);
+    if (given.value.is_discarded())
+        given.value = given.text;
+    return set_path(description, static_cast<char *>(record), assignment.substr(0, equals), given, error);
 }
 
 } // namespace zebctl

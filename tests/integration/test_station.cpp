@@ -87,7 +87,8 @@ class Station : public ::testing::Test {
 
     std::vector<std::string> clients() {
         std::vector<std::string> names;
-        for (const json &client : json::parse(ask({"status", "--json"}))["clients"])
+        const json status = json::parse(ask({"status", "--json"}));
+        for (const json &client : status["clients"])
             if (client["open"] == true)
                 names.push_back(client["name"]);
         return names;
@@ -231,7 +232,7 @@ TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
 
 TEST_F(Station, SentFieldsArriveAndWhatWatchPrintsCanBeSentAgain) {
     ASSERT_TRUE(ready_);
-    const std::vector<std::string> watch_one = {"zebctl", "watch", "--json", "--type", "MSG_*",
+    const std::vector<std::string> watch_one = {"zebctl", "watch", "--json", "--type", "MSG_LOG_*",
                                                 "--count", "1", "--timeout", "20"};
     auto watch = run(watch_one);
     ASSERT_TRUE(wait_for_clients(1));
