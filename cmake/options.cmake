@@ -21,10 +21,12 @@ target_compile_options(zeb_options INTERFACE -Wall -Wextra -Wshadow -Wconversion
   $<$<BOOL:${ZEB_WERROR}>:-Werror>)
 
 # zeb_program(DIRECTORY target ...): what a station runs, built together by the target `station`, found
-# in one directory of the build tree, installed into DIRECTORY.
+# in one directory of the build tree, installed into DIRECTORY. Installed programs find the library
+# beside them, so that an installation works under any prefix.
 add_custom_target(station)
 function(zeb_program directory)
-  set_target_properties(${ARGN} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+  set_target_properties(${ARGN} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin
+    INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
   add_dependencies(station ${ARGN})
   install(TARGETS ${ARGN} RUNTIME DESTINATION ${directory})
 endfunction()

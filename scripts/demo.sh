@@ -5,7 +5,6 @@
 #   --keep          leave the directory with every program's log behind
 #   --no-setup      install nothing
 set -euo pipefail
-cd "$(dirname "$0")/.."
 
 seconds=12
 replay=
@@ -40,6 +39,8 @@ case $seconds in
     exit 2
     ;;
 esac
+
+cd "$(dirname "$0")/.."
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*" | { [ -t 1 ] && [ -z "${NO_COLOR:-}" ] && cat || sed 's/\x1b\[[0-9]*m//g'; }; }
 
