@@ -41,3 +41,4 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/first_daemon
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libzeb2-dev)
 install(FILES ${generated}/zeb2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT libzeb2-dev)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/zeb.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
