@@ -23,6 +23,7 @@
 #include "port.h"
 #include "sfmt.h"
 #include "util.h"
+#include "zebfile.h"
 #include "zebmsg.h"
 
 /* The records of the catalogue in use; zeb_add_catalogue() names the application's own here. */

@@ -1,0 +1,55 @@
+// zebfile_int.h - the table of buffered descriptors, for the sources of zebfile. Not installed.
+#ifndef ZEB2_ZEBFILE_INT_H
+#define ZEB2_ZEBFILE_INT_H
+
+#include "ll.h"
+#include "zebfile.h"
+
+#include <atomic>
+
+namespace zeb {
+
+// A peer must not make a daemon grow without bound, by sending or by not reading.
+constexpr size_t k_file_limit = 64 * 1024 * 1024;
+// Beyond the limit, an entry takes bytes again below this load, not at the first gap.
+constexpr size_t k_file_resume = k_file_limit / 2;
+
+constexpr size_t k_no_result = static_cast<size_t>(-1);
+
+// The table holds pointers: a condition variable cannot be copied, and whoever waits on one must be
+// able to let go of it after its entry has left the table.
+struct FileEntry : ZEBFILE_entry {
+    unsigned waiters; // threads waiting on nd_cond
+    bool deleted;     // out of the table; the last waiter frees it
+    size_t refused;   // writes refused since too much was queued; 0: none are being refused
+    bool paused;      // too much unread; not being read
+};
+
+// The mutex guards the list, every entry and the close set.
+extern LL_TYPE g_zebfile_open_files; // of FileEntry *
+extern pthread_mutex_t g_zebfile_open_files_mutex;
+extern fd_set g_zebfile_close_files; // entries to end in the next pre-select
+extern std::atomic<pthread_t *> g_zebfile_signal_thread;
+
+inline FileEntry *file_of(void *data) {
+    return *static_cast<FileEntry **>(data);
+}
+
+// The first entry of a descriptor, or null. With the mutex held, as everything below.
+FileEntry *find_file(int fh);
+// Destroys the condition variable and frees the entry, which nobody waits on and no table holds.
+void free_file(FileEntry *file);
+// Waits for news of the entry, 0.05 s at most; it may be gone afterwards. An unknown error ends the
+// process.
+void wait_for_news(FileEntry *file);
+
+// The size to which the buffer must grow to hold `n` more bytes, or 0 when it does already.
+size_t grown_size(const FileEntry *file, size_t n);
+// Makes `block` the buffer, with the valid bytes of the old one, which is freed. A null block loses
+// them.
+void adopt_block(FileEntry *file, BYTE *block, size_t size);
+void drop_front(FileEntry *file, size_t n);
+
+} // namespace zeb
+
+#endif
