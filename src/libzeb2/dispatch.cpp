@@ -156,10 +156,11 @@ int select_highest(const fd_set *rx_fds, const fd_set *tx_fds, int fd_max) {
 }
 
 void prepare_thread(Wakeups wakeups) {
-    const sigset_t mask = wakeups == Wakeups::always ? wakeup_mask() : all_signals();
-    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    // The handler first: a wake-up may be pending already, and its default ends the process.
     if (wakeups != Wakeups::never)
         install_wakeup_handler();
+    const sigset_t mask = wakeups == Wakeups::always ? wakeup_mask() : all_signals();
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
 }
