@@ -403,15 +403,14 @@ TEST_F(ZebfileOwnThread, EndOfFileEndsTheEntryByItself) {
 
 TEST_F(ZebfileOwnThread, ADescriptorClosedBehindItsBackIsPrunedAndOthersGoOn) {
     Pipe q;
-    const int bad = p.give(0);
+    const int bad = p.give(1);
     const int good = q.give(0);
-    ASSERT_TRUE(ZEBFILE_associate_fh(bad, ZEBFILE_READ));
+    ASSERT_TRUE(ZEBFILE_associate_fh(bad, ZEBFILE_WRITE)); // of no interest yet, so in no select
     ASSERT_TRUE(ZEBFILE_associate_fh(good, ZEBFILE_READ));
     close(bad);
-    EXPECT_TRUE(wait_until([&] {
-        return err.text().find("WARNING: Pruned file " + number(bad) + " from read list") !=
-               std::string::npos;
-    }));
+    ZEBFILE_associate_fh(bad, ZEBFILE_READ);
+    const std::string pruned = "WARNING: Pruned file " + number(bad) + " from read list";
+    EXPECT_TRUE(wait_until([&] { return err.text().find(pruned) != std::string::npos; }));
     EXPECT_THAT(err.text(), HasSubstr("Select failed: Bad file descriptor (zebfile_dispatch.cpp:"));
     EXPECT_THAT(err.text(),
                 HasSubstr("CRITICAL: bad file descriptor, atempting to prune (zebfile"));
