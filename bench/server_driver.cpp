@@ -148,7 +148,7 @@ class Broker {
             socket_ = directory_ + "/socket";
             std::ofstream(directory_ + "/conf")
                 << "listener 0 " << socket_
-                << "\nallow_anonymous true\nmax_queued_messages 0\nset_tcp_nodelay true\nuser root\n";
+                << "\nallow_anonymous true\nmax_queued_messages 1000000\nset_tcp_nodelay true\nuser root\n";
             command = {"/usr/sbin/mosquitto", "-c", directory_ + "/conf"};
         } else {
             socket_ = directory_ + "/socket";
@@ -221,17 +221,13 @@ void send_all(int fd, const std::string &bytes) {
 // Reads until nothing came for a while: greetings, acknowledgements, arrivals of others.
 void settle(const std::vector<int> &sockets) {
     std::vector<char> sink(1 << 16);
-    for (int quiet = 0; quiet < 3;) {
-        ++quiet;
-        for (const int fd : sockets) {
-            pollfd ready = {fd, POLLIN, 0};
-            while (poll(&ready, 1, 30) > 0) {
-                if (read(fd, sink.data(), sink.size()) <= 0)
-                    die("a broker closed a connection");
-                quiet = 0;
-            }
-        }
-    }
+    std::vector<pollfd> ready;
+    for (const int fd : sockets)
+        ready.push_back({fd, POLLIN, 0});
+    while (poll(ready.data(), ready.size(), 100) > 0)
+        for (const pollfd &each : ready)
+            if (each.revents != 0 && read(each.fd, sink.data(), sink.size()) <= 0)
+                die("a broker closed a connection");
 }
 
 class Session {
@@ -274,14 +270,13 @@ class Session {
         while (true) {
             sending = sending && seconds_since(start) < seconds;
             const size_t slowest = *std::min_element(got.begin(), got.end()) / delivered;
-            const bool may_send = (sending && sent - slowest + per_batch <= ahead) || at > 0;
+            const bool may_send = (sending && sent + per_batch <= slowest + ahead) || at > 0;
             if (!sending && at == 0 && slowest >= sent)
                 break;
             wait(may_send);
             drain(got);
-            if (may_send)
-                at = push(batch, at);
-            sent += may_send && at == 0 ? per_batch : 0;
+            if (may_send && push(batch, at))
+                sent += per_batch;
         }
         const double elapsed = seconds_since(start);
         return static_cast<double>(sent) * static_cast<double>(receivers_.size()) / elapsed;
@@ -336,10 +331,14 @@ class Session {
         [[maybe_unused]] const ssize_t acknowledged = read(sender_, sink.data(), sink.size());
     }
 
-    size_t push(const std::string &batch, size_t at) {
+    // Sends what fits of the batch from `at` on; true when the whole batch has gone.
+    bool push(const std::string &batch, size_t &at) {
         const ssize_t n = send(sender_, batch.data() + at, batch.size() - at, MSG_NOSIGNAL);
         at += n > 0 ? static_cast<size_t>(n) : 0;
-        return at == batch.size() ? 0 : at;
+        if (at < batch.size())
+            return false;
+        at = 0;
+        return true;
     }
 
     const Protocol &protocol_;
