@@ -1,5 +1,5 @@
-// Lookups among 1,000 keys and loading of 10,000 lines, beside a std::map of the same paths and a plain
-// reading of the same lines.
+// Lookups among 1,000 keys and loading of 10,000 lines, beside a std::map of the same paths and a
+// plain reading of the same lines.
 
 #include <benchmark/benchmark.h>
 #include <cstdio>

@@ -26,7 +26,9 @@ struct Cursor {
     const double *next;
 };
 
-double next_value(void *param) { return *static_cast<Cursor *>(param)->next++; }
+double next_value(void *param) {
+    return *static_cast<Cursor *>(param)->next++;
+}
 
 void zeb_line(benchmark::State &state) {
     const auto values = columns();

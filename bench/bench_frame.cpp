@@ -28,7 +28,9 @@ void next_payload(void **data, size_t *size, void *param) {
     memcpy(*data, source.payload->data(), *size);
 }
 
-void count_payload(void *, size_t size, void *param) { *static_cast<size_t *>(param) += size; }
+void count_payload(void *, size_t size, void *param) {
+    *static_cast<size_t *>(param) += size;
+}
 
 void zeb_frame_both_ways(benchmark::State &state) {
     const std::string payload(static_cast<size_t>(state.range(0)), 'x');
@@ -78,7 +80,8 @@ BENCHMARK(zeb_find_record);
 void zeb_find_message(benchmark::State &state) {
     size_t i = 0;
     for (auto _ : state)
-        benchmark::DoNotOptimize(NETPACK_find_msg_by_name(_nmsg_list_ext[i++ % _nmsg_list_count_ext].name));
+        benchmark::DoNotOptimize(
+            NETPACK_find_msg_by_name(_nmsg_list_ext[i++ % _nmsg_list_count_ext].name));
 }
 BENCHMARK(zeb_find_message);
 

@@ -1,6 +1,6 @@
 // Pack and unpack of three records of the catalogue, fields in the catalogue's order and reversed,
-// beside memcpy of the record and MessagePack of the same contents: as a map with field names (the fair
-// peer of a self-describing record), by its macro and written by hand.
+// beside memcpy of the record and MessagePack of the same contents: as a map with field names (the
+// fair peer of a self-describing record), by its macro and written by hand.
 
 #include <array>
 #include <benchmark/benchmark.h>
@@ -98,7 +98,8 @@ class Reverser {
 void unpack(benchmark::State &state, const std::string &name, const std::vector<char> &package) {
     std::vector<char> record(NETPACK_find_ds(name.c_str())->total_size);
     for (auto _ : state) {
-        NETPACK_unpack_ds(package.data(), package.size(), record.data(), record.size(), name.c_str());
+        NETPACK_unpack_ds(package.data(), package.size(), record.data(), record.size(),
+                          name.c_str());
         benchmark::DoNotOptimize(record.data());
     }
 }
@@ -113,7 +114,9 @@ void zeb_pack(benchmark::State &state, const std::string &name) {
     }
 }
 
-void zeb_unpack(benchmark::State &state, const std::string &name) { unpack(state, name, package_of(name)); }
+void zeb_unpack(benchmark::State &state, const std::string &name) {
+    unpack(state, name, package_of(name));
+}
 
 void zeb_unpack_reversed(benchmark::State &state, const std::string &name) {
     const std::vector<char> package = package_of(name);
@@ -194,7 +197,8 @@ template <typename Record> void msgpack_map_pack_unpack(benchmark::State &state)
 using Packer = msgpack::packer<msgpack::sbuffer>;
 
 void key(Packer &packer, const char *name, size_t length) {
-    packer.pack_str(static_cast<uint32_t>(length)).pack_str_body(name, static_cast<uint32_t>(length));
+    packer.pack_str(static_cast<uint32_t>(length))
+        .pack_str_body(name, static_cast<uint32_t>(length));
 }
 
 void channels(Packer &packer, const Channels &values) {

@@ -1,10 +1,11 @@
-// server_driver - what the message server delivers, beside two well-known brokers on the same machine
-// and in the same run: mosquitto (QoS 0) and redis publish/subscribe, all three on local sockets.
+// server_driver - what the message server delivers, beside two well-known brokers on the same
+// machine and in the same run: mosquitto (QoS 0) and redis publish/subscribe, all three on local
+// sockets.
 //
 //   server_driver [--seconds S] [--zebmsgd PROGRAM]
 //
-// One thread plays one sender and N receivers. The sender runs at most a window of bytes ahead of the
-// slowest receiver, so that no broker drops or disconnects and every byte sent is delivered.
+// One thread plays one sender and N receivers. The sender runs at most a window of bytes ahead of
+// the slowest receiver, so that no broker drops or disconnects and every byte sent is delivered.
 
 #include <CLI/CLI.hpp>
 
@@ -43,10 +44,18 @@ double seconds_since(Clock::time_point start) {
 
 // ---- the three protocols, as bytes
 
-std::string le16(size_t n) { return {static_cast<char>(n & 0xFF), static_cast<char>(n >> 8 & 0xFF)}; }
-std::string le32(size_t n) { return le16(n & 0xFFFF) + le16(n >> 16); }
-std::string text16(const std::string &s) { return le16(s.size()) + s; }
-std::string be16(size_t n) { return {static_cast<char>(n >> 8 & 0xFF), static_cast<char>(n & 0xFF)}; }
+std::string le16(size_t n) {
+    return {static_cast<char>(n & 0xFF), static_cast<char>(n >> 8 & 0xFF)};
+}
+std::string le32(size_t n) {
+    return le16(n & 0xFFFF) + le16(n >> 16);
+}
+std::string text16(const std::string &s) {
+    return le16(s.size()) + s;
+}
+std::string be16(size_t n) {
+    return {static_cast<char>(n >> 8 & 0xFF), static_cast<char>(n & 0xFF)};
+}
 
 struct Protocol {
     std::string name;
@@ -68,14 +77,17 @@ std::string zeb_message(unsigned flags, const std::string &name, const std::stri
 }
 
 // A record that no catalogue knows: the server routes by the names on the wire.
-std::string zeb_package(const std::string &payload) { return std::string(1, '\0') + payload; }
+std::string zeb_package(const std::string &payload) {
+    return std::string(1, '\0') + payload;
+}
 
 Protocol zeb() {
     return {"zebmsgd",
             [](int client) {
                 std::string name = "bench" + std::to_string(client);
-                const std::string package = std::string("\x01", 1) + text16("NET_SERVER_ClientHandshake") +
-                                            le16(1) + text16("name") + le16(28) + text16(name);
+                const std::string package = std::string("\x01", 1) +
+                                            text16("NET_SERVER_ClientHandshake") + le16(1) +
+                                            text16("name") + le16(28) + text16(name);
                 return zeb_frame(zeb_message(0, "MSG_SERVER_CLIENTHANDSHAKE", "",
                                              "NET_SERVER_ClientHandshake", package));
             },
@@ -125,8 +137,12 @@ std::string resp(const std::vector<std::string> &words) {
 
 Protocol redis() {
     return {"redis", [](int) { return resp({"PING"}); }, resp({"SUBSCRIBE", "t"}),
-            [](const std::string &payload) { return resp({"PUBLISH", "t", payload}); },
-            [](size_t payload) { return resp({"message", "t", std::string(payload, 'x')}).size(); }};
+            [](const std::string &payload) {
+                return resp({"PUBLISH", "t", payload});
+            },
+            [](size_t payload) {
+                return resp({"message", "t", std::string(payload, 'x')}).size();
+            }};
 }
 
 // ---- processes and sockets
@@ -146,14 +162,23 @@ class Broker {
             command = {zebmsgd, "--config", directory_ + "/zeb.conf"};
         } else if (protocol.name == "mosquitto") {
             socket_ = directory_ + "/socket";
-            std::ofstream(directory_ + "/conf")
-                << "listener 0 " << socket_
-                << "\nallow_anonymous true\nmax_queued_messages 1000000\nset_tcp_nodelay true\nuser root\n";
+            std::ofstream(directory_ + "/conf") << "listener 0 " << socket_
+                                                << "\nallow_anonymous true\nmax_queued_messages "
+                                                   "1000000\nset_tcp_nodelay true\nuser root\n";
             command = {"/usr/sbin/mosquitto", "-c", directory_ + "/conf"};
         } else {
             socket_ = directory_ + "/socket";
-            command = {"/usr/bin/redis-server", "--port", "0", "--unixsocket", socket_, "--save", "",
-                       "--client-output-buffer-limit", "pubsub 0 0 0", "--dir", directory_};
+            command = {"/usr/bin/redis-server",
+                       "--port",
+                       "0",
+                       "--unixsocket",
+                       socket_,
+                       "--save",
+                       "",
+                       "--client-output-buffer-limit",
+                       "pubsub 0 0 0",
+                       "--dir",
+                       directory_};
         }
         start(command);
     }
@@ -294,7 +319,8 @@ class Session {
             const auto begun = Clock::now();
             std::vector<size_t> got(receivers_.size(), 0), before;
             for (size_t at = 0; at < message.size();) {
-                const ssize_t n = send(sender_, message.data() + at, message.size() - at, MSG_NOSIGNAL);
+                const ssize_t n =
+                    send(sender_, message.data() + at, message.size() - at, MSG_NOSIGNAL);
                 at += n > 0 ? static_cast<size_t>(n) : 0;
             }
             while (*std::min_element(got.begin(), got.end()) < delivered) {
@@ -372,8 +398,8 @@ int main(int argc, char **argv) {
                 Session session(protocol, broker, receivers);
                 const double rate = session.throughput(payload, seconds);
                 const double p99 = session.latency_p99(payload, seconds);
-                printf("%-10s %9d %7zu %14.0f %10.1f %10.3f\n", protocol.name.c_str(), receivers, payload,
-                       rate, rate * static_cast<double>(payload) / 1e6, p99);
+                printf("%-10s %9d %7zu %14.0f %10.1f %10.3f\n", protocol.name.c_str(), receivers,
+                       payload, rate, rate * static_cast<double>(payload) / 1e6, p99);
                 fflush(stdout);
             }
     for (const Protocol &protocol : protocols)

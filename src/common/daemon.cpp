@@ -48,9 +48,10 @@ Configuration::Configuration(const Options &options, Missing missing) {
     else if ((root_ = CONF_get_default()) == nullptr && missing == Missing::allowed)
         root_ = CONF_alloc();
     else if (root_ == nullptr)
-        fprintf(stderr,
-                "%sno configuration: etc/zeb.conf is missing under $ZEB2; name a file with --config\n",
-                g_dbg_msg_title);
+        fprintf(
+            stderr,
+            "%sno configuration: etc/zeb.conf is missing under $ZEB2; name a file with --config\n",
+            g_dbg_msg_title);
     if (root_ != nullptr)
         local_ = CONF_lookup_tree(root_, options.name.c_str());
 }
@@ -127,8 +128,8 @@ bool ServerLink::cycle(double seconds, int fd, bool &readable) {
         FD_SET(fd, &selected_rx);
     const timespec limit = {static_cast<time_t>(seconds),
                             static_cast<long>((seconds - static_cast<time_t>(seconds)) * 1e9)};
-    const int selected = pselect(std::max(max_, fd) + 1, &selected_rx, &selected_tx, nullptr, &limit,
-                                 nullptr);
+    const int selected =
+        pselect(std::max(max_, fd) + 1, &selected_rx, &selected_tx, nullptr, &limit, nullptr);
     readable = selected > 0 && fd >= 0 && fd < FD_SETSIZE && FD_ISSET(fd, &selected_rx);
     return serve(selected, &selected_rx, &selected_tx);
 }

@@ -50,8 +50,8 @@ class ServerLink {
 
     // Connects and waits for the server's handshake; false after a report.
     bool connect(const std::string &name, const Configuration &configuration);
-    // Waits at most `seconds` for the server or for input on `fd` (-1 for none) and moves what there
-    // is; `readable` tells whether `fd` has input. False when the server is gone.
+    // Waits at most `seconds` for the server or for input on `fd` (-1 for none) and moves what
+    // there is; `readable` tells whether `fd` has input. False when the server is gone.
     bool cycle(double seconds, int fd, bool &readable);
     // Sends what is queued, for at most `seconds`; false when the server is gone or too slow.
     bool drain(double seconds);

@@ -1,6 +1,7 @@
-// gps.cpp - the daemon of a satellite navigation receiver that speaks NMEA 0183: reads its sentences
-// from a line or a file, and publishes a NET_GPS_Fixinfo for each instant. Written to be copied: what
-// another instrument needs to change is the record, the reading and the publishing below.
+// gps.cpp - the daemon of a satellite navigation receiver that speaks NMEA 0183: reads its
+// sentences from a line or a file, and publishes a NET_GPS_Fixinfo for each instant. Written to be
+// copied: what another instrument needs to change is the record, the reading and the publishing
+// below.
 //
 // Keys of its branch of the configuration (its name, "gps" unless --name says otherwise):
 //   Source       the terminal, pseudo terminal or file that the sentences come from (required)
@@ -26,10 +27,10 @@
 
 namespace {
 
-constexpr double k_reopen_interval = 1.0; // s between attempts to open a line that is gone
-constexpr double k_quiet = 0.3;           // s of silence that end the sentences of an instant
+constexpr double k_reopen_interval = 1.0;  // s between attempts to open a line that is gone
+constexpr double k_quiet = 0.3;            // s of silence that end the sentences of an instant
 constexpr double k_status_interval = 10.0; // s
-constexpr double k_slice = 0.25;          // s that the loop waits at most
+constexpr double k_slice = 0.25;           // s that the loop waits at most
 
 // The receiver's line. One that disappears is reported once and opened again until it is back.
 class Receiver {

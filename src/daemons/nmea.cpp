@@ -10,8 +10,8 @@ namespace nmea {
 namespace {
 
 constexpr double k_knot = 1852.0 / 3600.0; // m/s
-constexpr double k_day = 86400.0;      // s
-constexpr size_t k_max_talkers = 16; // satellite systems whose counts are kept
+constexpr double k_day = 86400.0;          // s
+constexpr size_t k_max_talkers = 16;       // satellite systems whose counts are kept
 
 std::optional<double> number(std::string_view text) {
     double value = 0;
@@ -248,7 +248,8 @@ void FixAssembler::add_gll(const Sentence &s) {
 
 void FixAssembler::add_vtg(const Sentence &s) {
     assign(fix_.track, number(s.field(1)));
-    if (const auto kilometres_per_hour = number(s.field(7)); kilometres_per_hour && fix_.speed == MVC)
+    if (const auto kilometres_per_hour = number(s.field(7));
+        kilometres_per_hour && fix_.speed == MVC)
         fix_.speed = *kilometres_per_hour / 3.6;
 }
 

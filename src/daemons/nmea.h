@@ -42,12 +42,13 @@ struct Sentence {
     std::string_view field(size_t i) const { return i >= 1 && i <= count ? fields[i - 1] : ""; }
 };
 
-// Takes one line without its end. The checksum is the exclusive or of the characters between "$" and
+// Takes one line without its end. The checksum is the exclusive or of the characters between "$"
+// and
 // "*", as two hexadecimal digits.
 Verdict parse(std::string_view line, Sentence &out);
 
-// Cuts a byte stream into lines ended by CR, LF or both. A line longer than k_max_line is handed out
-// once, cut, and its rest skipped.
+// Cuts a byte stream into lines ended by CR, LF or both. A line longer than k_max_line is handed
+// out once, cut, and its rest skipped.
 class Lines {
   public:
     using Callback = std::function<void(std::string_view line)>;
@@ -106,10 +107,10 @@ class FixAssembler {
 
     Fix fix_;
     bool collecting_ = false;
-    bool voided_ = false;       // the receiver says that the position is not to be used
-    double second_of_day_ = -1; // of the instant being collected
-    double day_ = -1;           // start of the last known day, s since 1970
-    double day_second_ = -1;    // second of day at which day_ was last right
+    bool voided_ = false;                // the receiver says that the position is not to be used
+    double second_of_day_ = -1;          // of the instant being collected
+    double day_ = -1;                    // start of the last known day, s since 1970
+    double day_second_ = -1;             // second of day at which day_ was last right
     std::map<std::string, int> in_view_; // per talker; a full set takes several instants
 };
 

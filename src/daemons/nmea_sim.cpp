@@ -1,5 +1,5 @@
-// nmea_sim.cpp - a satellite navigation receiver on a pseudo terminal, for demos and trials: sends the
-// sentences of a receiver that moves on a circle, or plays a captured file at its own pace.
+// nmea_sim.cpp - a satellite navigation receiver on a pseudo terminal, for demos and trials: sends
+// the sentences of a receiver that moves on a circle, or plays a captured file at its own pace.
 
 #include <CLI/CLI.hpp>
 
@@ -40,7 +40,8 @@ class PseudoTerminal {
     PseudoTerminal() {
         master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
         if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
-            throw std::system_error(errno, std::generic_category(), "cannot open a pseudo terminal");
+            throw std::system_error(errno, std::generic_category(),
+                                    "cannot open a pseudo terminal");
         path_ = ptsname(master_);
         slave_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         termios settings = {};
@@ -139,7 +140,8 @@ std::string simulated_fix(const Options &options, FTIME now) {
     std::string fix;
     fix += sentence("GPRMC," + clock + ",A," + position + text(",%.2f,%.2f,", knots, track) +
                     text("%02d%02d%02d,,,A", utc.tm_mday, utc.tm_mon + 1, utc.tm_year % 100));
-    fix += sentence("GPGGA," + clock + "," + position + text(",1,08,1.1,%.1f,M,-16.2,M,,", altitude));
+    fix +=
+        sentence("GPGGA," + clock + "," + position + text(",1,08,1.1,%.1f,M,-16.2,M,,", altitude));
     fix += sentence("GPGSA,A,3,02,05,12,15,20,24,25,29,,,,,2.0,1.1,1.7");
     fix += sentence("GPGSV,1,1,04,02,45,120,41,05,62,300,44,12,18,045,36,15,30,210,39");
     fix += sentence(text("GPVTG,%.2f,T,,M,%.2f,N,%.2f,K,A", track, knots, knots * 1.852));
@@ -171,7 +173,8 @@ std::optional<double> second_of_line(const std::string &line) {
 int replay(const Options &options, PseudoTerminal &terminal) {
     std::ifstream file(options.replay, std::ios::binary);
     if (!file) {
-        std::cerr << "zeb-nmea-sim: cannot read " << options.replay << ": " << strerror(errno) << "\n";
+        std::cerr << "zeb-nmea-sim: cannot read " << options.replay << ": " << strerror(errno)
+                  << "\n";
         return 1;
     }
     double before = -1;
@@ -194,8 +197,9 @@ int replay(const Options &options, PseudoTerminal &terminal) {
 
 int main(int argc, char **argv) {
     Options options;
-    CLI::App app("A satellite navigation receiver on a pseudo terminal: simulated, or replayed from a "
-                 "captured file.");
+    CLI::App app(
+        "A satellite navigation receiver on a pseudo terminal: simulated, or replayed from a "
+        "captured file.");
     app.set_version_flag("--version", std::string("zeb-nmea-sim ") + ZEB_VERSION);
     app.add_option("-l,--link", options.link, "name of a link to the terminal to make")->required();
     app.add_option("-r,--replay", options.replay, "play this file of sentences at its own pace");

@@ -1,5 +1,6 @@
-// waypoint.cpp - tells how far and in which direction a way point is: finds the program that carries the
-// tag "position", listens to its fixes and answers each with a way point status, to it and to everyone.
+// waypoint.cpp - tells how far and in which direction a way point is: finds the program that
+// carries the tag "position", listens to its fixes and answers each with a way point status, to it
+// and to everyone.
 //
 // Keys of its branch of the configuration ("waypoint" unless --name says otherwise):
 //   Position     tag of the program whose fixes are answered, default "position"
@@ -32,8 +33,8 @@ void answer(Answerer &self, const NET_GPS_Fixinfo &fix) {
 
 void received(ZEBMSG_proc_msg *message, void *param) {
     Answerer &self = *static_cast<Answerer *>(param);
-    if (message->msg == nullptr || message->msg->msg != MSG_GPS_INSTANT || message->pds == nullptr ||
-        message->src_name == nullptr ||
+    if (message->msg == nullptr || message->msg->msg != MSG_GPS_INSTANT ||
+        message->pds == nullptr || message->src_name == nullptr ||
         !ZEBMSG_filter_name_and_tag(self.link, message->src_name, self.tag.c_str()))
         return;
     const NET_GPS_Fixinfo &fix = *static_cast<NET_GPS_Fixinfo *>(message->pds);
@@ -75,7 +76,8 @@ int run(daemon_kit::ServerLink &link, Answerer &answerer) {
 int main(int argc, char **argv) {
     daemon_kit::Options options{"waypoint", ""};
     const int status = daemon_kit::parse_command_line(
-        argc, argv, "Answers the station's position with distance and bearing of a way point.", options);
+        argc, argv, "Answers the station's position with distance and bearing of a way point.",
+        options);
     if (status >= 0)
         return status;
     if (!LIBZEB_init(options.name.c_str()))

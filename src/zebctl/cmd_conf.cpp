@@ -30,7 +30,8 @@ Tree load(const std::string &name) {
     if (name.empty()) {
         Tree root(CONF_get_default());
         if (!root)
-            fprintf(stderr, "zebctl: etc/zeb.conf cannot be read under $ZEB2; name a file with --file\n");
+            fprintf(stderr,
+                    "zebctl: etc/zeb.conf cannot be read under $ZEB2; name a file with --file\n");
         return root;
     }
     const std::unique_ptr<FILE, FileCloser> file(fopen(name.c_str(), "re"));
@@ -96,7 +97,8 @@ void add_conf(CLI::App &app, Run &run) {
     CLI::App *command = app.add_subcommand("conf", "Check and read configuration files");
     command->require_subcommand(1);
     const char *file_help = "configuration file (default: etc/zeb.conf under $ZEB2)";
-    CLI::App *check = command->add_subcommand("check", "Show the lines that will be ignored or changed");
+    CLI::App *check =
+        command->add_subcommand("check", "Show the lines that will be ignored or changed");
     check->add_option("file", options->file, file_help);
     check->callback([options, &run] { run = [options] { return run_check(*options); }; });
     CLI::App *get = command->add_subcommand("get", "Print the value of a key");

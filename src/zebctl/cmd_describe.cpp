@@ -19,7 +19,8 @@ struct Options {
 };
 
 std::string declared_type(const NETDSD_field &field) {
-    const bool is_array = field.count > 1 || (field.ft >= NETDSD_FT_A_BOOL && field.ft != NETDSD_FT_BIN);
+    const bool is_array =
+        field.count > 1 || (field.ft >= NETDSD_FT_A_BOOL && field.ft != NETDSD_FT_BIN);
     return std::string(field.type_name) + (is_array ? "[" + std::to_string(field.count) + "]" : "");
 }
 
@@ -62,7 +63,8 @@ void print_message(const NETMSG_entry &message) {
            static_cast<int>(message.msg), message.meta_types,
            message.ds_tie != nullptr ? "carries " : "carries no record",
            message.ds_tie != nullptr ? message.ds_tie : "");
-    const NETDSD_entry *record = message.ds_tie != nullptr ? NETPACK_find_ds(message.ds_tie) : nullptr;
+    const NETDSD_entry *record =
+        message.ds_tie != nullptr ? NETPACK_find_ds(message.ds_tie) : nullptr;
     if (record != nullptr)
         print_record(*record);
 }
@@ -85,7 +87,8 @@ int list_all(bool json) {
 
 // People type names in any case and forget endings: offer what contains the text.
 void suggest(const std::string &name) {
-    fprintf(stderr, "zebctl: the catalogue has neither a record nor a message \"%s\"\n", name.c_str());
+    fprintf(stderr, "zebctl: the catalogue has neither a record nor a message \"%s\"\n",
+            name.c_str());
     const auto offer = [&](const char *candidate) {
         if (strcasestr(candidate, name.c_str()) != nullptr)
             fprintf(stderr, "  did you mean %s?\n", candidate);
@@ -121,7 +124,8 @@ int run_describe(const Options &options) {
 void add_describe(CLI::App &app, Run &run) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("describe", "Show a record or message of the catalogue");
-    auto *name = command->add_option("name", options->name, "such as NET_GPS_Fixinfo or MSG_GPS_INSTANT");
+    auto *name =
+        command->add_option("name", options->name, "such as NET_GPS_Fixinfo or MSG_GPS_INSTANT");
     command->add_flag("-l,--list", options->list, "list every name")->excludes(name);
     command->add_flag("-j,--json", options->json, "as JSON");
     command->callback([options, &run] {

@@ -43,7 +43,8 @@ int run_instruments(bool as_json) {
     std::vector<std::vector<std::string>> rows = {{"program", "type", "id", "instrument", "tags"}};
     for (const json &entry : list)
         rows.push_back({entry.value("name", "?"), entry.value("type", ""), entry.value("id", ""),
-                        entry.value("display_name", ""), joined(entry.value("tags", json::array()))});
+                        entry.value("display_name", ""),
+                        joined(entry.value("tags", json::array()))});
     printf("%s", table(rows).c_str());
     return k_done;
 }
@@ -52,7 +53,8 @@ int run_instruments(bool as_json) {
 
 void add_instruments(CLI::App &app, Run &run) {
     auto as_json = std::make_shared<bool>(false);
-    CLI::App *command = app.add_subcommand("instruments", "List the instruments that announced themselves");
+    CLI::App *command =
+        app.add_subcommand("instruments", "List the instruments that announced themselves");
     command->add_flag("-j,--json", *as_json, "as JSON");
     command->callback([as_json, &run] { run = [as_json] { return run_instruments(*as_json); }; });
 }

@@ -85,7 +85,8 @@ bool from_line(const std::string &line, Outgoing &out) {
     std::string error;
     if (out.record == nullptr || !object.contains("record") || object["record"].is_null())
         return true;
-    return from_json(*NETPACK_find_ds(out.message->ds_tie), out.record.get(), object["record"], error) ||
+    return from_json(*NETPACK_find_ds(out.message->ds_tie), out.record.get(), object["record"],
+                     error) ||
            fail(error);
 }
 
@@ -114,7 +115,8 @@ int run_send(const Options &options) {
         return k_failed;
     const daemon_kit::Options daemon{
         options.name.empty() ? "zebctl-" + std::to_string(getpid()) : options.name, options.config};
-    const daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    const daemon_kit::Configuration configuration(daemon,
+                                                  daemon_kit::Configuration::Missing::allowed);
     daemon_kit::ServerLink link;
     if (configuration.is_refused() || !link.connect(daemon.name, configuration))
         return k_failed;
@@ -130,7 +132,8 @@ void add_send(CLI::App &app, Run &run) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("send", "Send a message");
     auto *type = command->add_option("type", options->type, "message, such as MSG_LOG_FLUSH");
-    command->add_option("fields", options->fields, "fields of its record as name=value (in.X.3=1.5)");
+    command->add_option("fields", options->fields,
+                        "fields of its record as name=value (in.X.3=1.5)");
     command->add_option("--to", options->to, "to this program only (default: published)");
     command->add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
         ->check(CLI::Range(0, 3));

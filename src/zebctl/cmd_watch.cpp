@@ -48,7 +48,8 @@ class Watcher {
         const Json record = message.dsd != nullptr && message.pds != nullptr
                                 ? to_json(*message.dsd, message.pds)
                                 : Json(nullptr);
-        const std::string line = options_.json ? as_json(message, record) : as_text(message, record);
+        const std::string line =
+            options_.json ? as_json(message, record) : as_text(message, record);
         printf("%s\n", line.c_str());
         fflush(stdout);
     }
@@ -82,7 +83,8 @@ class Watcher {
 
 int run_watch(const Options &options) {
     const daemon_kit::Options daemon{"zebctl-" + std::to_string(getpid()), options.config};
-    const daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    const daemon_kit::Configuration configuration(daemon,
+                                                  daemon_kit::Configuration::Missing::allowed);
     daemon_kit::ServerLink link;
     if (configuration.is_refused() || !link.connect(daemon.name, configuration))
         return k_failed;
@@ -108,12 +110,17 @@ int run_watch(const Options &options) {
 void add_watch(CLI::App &app, Run &run) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("watch", "Show messages as they pass");
-    command->add_flag("-j,--json", options->json, "one JSON object a line, as `zebctl send` takes them");
-    command->add_option("-t,--type", options->types, "only messages of these types (* and ? match)");
-    command->add_option("-f,--from", options->sources, "only messages of these programs (* and ? match)");
-    command->add_option("-n,--count", options->count, "stop after so many")->check(CLI::PositiveNumber);
-    command->add_option("--timeout", options->timeout,
-                        "stop after so many seconds (with --count: failing when fewer came)")
+    command->add_flag("-j,--json", options->json,
+                      "one JSON object a line, as `zebctl send` takes them");
+    command->add_option("-t,--type", options->types,
+                        "only messages of these types (* and ? match)");
+    command->add_option("-f,--from", options->sources,
+                        "only messages of these programs (* and ? match)");
+    command->add_option("-n,--count", options->count, "stop after so many")
+        ->check(CLI::PositiveNumber);
+    command
+        ->add_option("--timeout", options->timeout,
+                     "stop after so many seconds (with --count: failing when fewer came)")
         ->check(CLI::NonNegativeNumber);
     command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
     command->callback([options, &run] { run = [options] { return run_watch(*options); }; });

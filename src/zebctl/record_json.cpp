@@ -9,7 +9,9 @@ namespace {
 
 constexpr int k_first_array = NETDSD_FT_A_BOOL;
 
-bool is_array(NETDSD_field_type type) { return type >= k_first_array && type <= NETDSD_FT_A_FLOAT; }
+bool is_array(NETDSD_field_type type) {
+    return type >= k_first_array && type <= NETDSD_FT_A_FLOAT;
+}
 
 NETDSD_field_type scalar_of(NETDSD_field_type type) {
     return is_array(type) ? static_cast<NETDSD_field_type>(type - k_first_array) : type;
@@ -21,7 +23,9 @@ template <typename T> T load(const char *at) {
     return value;
 }
 
-template <typename T> void store(char *at, T value) { memcpy(at, &value, sizeof value); }
+template <typename T> void store(char *at, T value) {
+    memcpy(at, &value, sizeof value);
+}
 
 Json real_to_json(double value, double missing) {
     if (value == missing)
@@ -38,7 +42,9 @@ template <typename T> Json integer_to_json(const char *at, T missing) {
     return value == missing ? Json(nullptr) : Json(value);
 }
 
-bool is_printable(char c) { return c >= 0x20 && c < 0x7F; }
+bool is_printable(char c) {
+    return c >= 0x20 && c < 0x7F;
+}
 
 Json char_to_json(char c) {
     return is_printable(c) ? Json(std::string(1, c)) : Json(static_cast<int>(static_cast<BYTE>(c)));
@@ -99,8 +105,8 @@ std::string from_utf8(const std::string &text) {
     for (size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<BYTE>(text[i]);
         if (byte >= 0xC2 && byte <= 0xC3 && i + 1 < text.size())
-            result.push_back(static_cast<char>((byte & 0x03) << 6 |
-                                               (static_cast<BYTE>(text[++i]) & 0x3F)));
+            result.push_back(
+                static_cast<char>((byte & 0x03) << 6 | (static_cast<BYTE>(text[++i]) & 0x3F)));
         else
             result.push_back(text[i]);
     }
@@ -159,7 +165,8 @@ Json field_to_json(const NETDSD_field &field, const char *at) {
 
 bool set_value(const NETDSD_field &field, char *at, const Json &value, std::string &error);
 
-template <typename T> bool store_integer(char *at, const Json &value, T missing, std::string &error) {
+template <typename T>
+bool store_integer(char *at, const Json &value, T missing, std::string &error) {
     if (value.is_null()) {
         store(at, missing);
         return true;
@@ -172,20 +179,22 @@ template <typename T> bool store_integer(char *at, const Json &value, T missing,
         error = "wants a whole number, not " + value.dump();
         return false;
     }
-    // Every type here fits a signed 64-bit value; an unsigned one beyond that is out of range anyway.
+    // Every type here fits a signed 64-bit value; an unsigned one beyond that is out of range
+    // anyway.
     const bool huge = value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX;
     const int64_t number = huge ? INT64_MAX : value.get<int64_t>();
     if (number < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
         number > static_cast<int64_t>(std::numeric_limits<T>::max())) {
-        error = value.dump() + " is outside " + std::to_string(std::numeric_limits<T>::min()) + " to " +
-                std::to_string(std::numeric_limits<T>::max());
+        error = value.dump() + " is outside " + std::to_string(std::numeric_limits<T>::min()) +
+                " to " + std::to_string(std::numeric_limits<T>::max());
         return false;
     }
     store(at, static_cast<T>(number));
     return true;
 }
 
-template <typename T> bool store_real(char *at, const Json &value, double missing, std::string &error) {
+template <typename T>
+bool store_real(char *at, const Json &value, double missing, std::string &error) {
     double number = missing;
     if (value == "NaN")
         number = std::numeric_limits<double>::quiet_NaN();
@@ -367,8 +376,8 @@ bool set_path(const NETDSD_entry &description, char *record, std::string path, c
         char *end;
         const unsigned long i = strtoul(index.c_str(), &end, 10);
         if (index.empty() || *end != '\0' || i >= field.count) {
-            error = name + " has the elements 0 to " + std::to_string(field.count - 1) + ", not \"" +
-                    index + "\"";
+            error = name + " has the elements 0 to " + std::to_string(field.count - 1) +
+                    ", not \"" + index + "\"";
             return false;
         }
         at += i * field.size;
@@ -380,7 +389,8 @@ bool set_path(const NETDSD_entry &description, char *record, std::string path, c
         error = name + ": " + error;
         return false;
     }
-    const NETDSD_entry *nested = field.ft == NETDSD_FT_BIN ? NETPACK_find_ds(field.type_name) : nullptr;
+    const NETDSD_entry *nested =
+        field.ft == NETDSD_FT_BIN ? NETPACK_find_ds(field.type_name) : nullptr;
     if (nested == nullptr) {
         error = name + " has nothing below it";
         return false;
@@ -399,7 +409,8 @@ Json to_json(const NETDSD_entry &description, const void *record) {
     return object;
 }
 
-bool from_json(const NETDSD_entry &description, void *record, const Json &value, std::string &error) {
+bool from_json(const NETDSD_entry &description, void *record, const Json &value,
+               std::string &error) {
     if (!value.is_object()) {
         error = std::string(description.name) + " wants an object, not " + value.dump();
         return false;
@@ -429,7 +440,8 @@ bool set_field(const NETDSD_entry &description, void *record, const std::string 
     given.value = Json::parse(given.text, nullptr, false);
     if (given.value.is_discarded())
         given.value = given.text;
-    return set_path(description, static_cast<char *>(record), assignment.substr(0, equals), given, error);
+    return set_path(description, static_cast<char *>(record), assignment.substr(0, equals), given,
+                    error);
 }
 
 } // namespace zebctl

@@ -8,8 +8,8 @@ namespace zebctl {
 namespace {
 
 bool is_time(const NETDSD_field &field) {
-    return field.ft == NETDSD_FT_TIME || field.ft == NETDSD_FT_FTIME || field.ft == NETDSD_FT_A_TIME ||
-           field.ft == NETDSD_FT_A_FTIME;
+    return field.ft == NETDSD_FT_TIME || field.ft == NETDSD_FT_FTIME ||
+           field.ft == NETDSD_FT_A_TIME || field.ft == NETDSD_FT_A_FTIME;
 }
 
 // Says nothing: missing, empty, or what a zeroed record holds.

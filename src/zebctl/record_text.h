@@ -10,7 +10,8 @@
 namespace zebctl {
 
 // Name and text of each field that says something, in the catalogue's order: missing values, empty
-// texts and the unused ends of lists are left out, times are shown as such, numbers with nine digits.
+// texts and the unused ends of lists are left out, times are shown as such, numbers with nine
+// digits.
 std::vector<std::pair<std::string, std::string>> fields_for_people(const NETDSD_entry *description,
                                                                    const Json &record);
 

@@ -13,7 +13,7 @@
 namespace zebctl {
 namespace {
 
-constexpr int k_patience = 5000;               // ms without a byte
+constexpr int k_patience = 5000; // ms without a byte
 constexpr size_t k_max_document = 64 * 1024 * 1024;
 
 class Socket {
@@ -76,8 +76,8 @@ std::optional<nlohmann::json> fetch_status() {
     if (socket.get() < 0 ||
         connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
         !read_all(socket.get(), text)) {
-        fprintf(stderr, "zebctl: no status from %s: %s - is the message server running?\n", path.c_str(),
-                strerror(errno));
+        fprintf(stderr, "zebctl: no status from %s: %s - is the message server running?\n",
+                path.c_str(), strerror(errno));
         return std::nullopt;
     }
     nlohmann::json document = nlohmann::json::parse(text, nullptr, false);

@@ -28,8 +28,8 @@ std::string iso_time(FTIME time) {
     struct tm utc;
     gmtime_r(&seconds, &utc);
     char text[64];
-    snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900, utc.tm_mon + 1,
-             utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+    snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
+             utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
              static_cast<int>(milliseconds - 1000.0 * static_cast<double>(seconds)));
     return text;
 }
@@ -37,7 +37,8 @@ std::string iso_time(FTIME time) {
 std::string duration(double seconds) {
     const long whole = std::lround(seconds);
     char text[64];
-    snprintf(text, sizeof text, "%02ld:%02ld:%02ld", whole / 3600 % 24, whole / 60 % 60, whole % 60);
+    snprintf(text, sizeof text, "%02ld:%02ld:%02ld", whole / 3600 % 24, whole / 60 % 60,
+             whole % 60);
     return whole >= 86400 ? std::to_string(whole / 86400) + " d " + text : text;
 }
 
@@ -56,8 +57,12 @@ bool use_colour() {
     return colour;
 }
 
-std::string bold(const std::string &text) { return wrap("1", text); }
-std::string dim(const std::string &text) { return wrap("2", text); }
+std::string bold(const std::string &text) {
+    return wrap("1", text);
+}
+std::string dim(const std::string &text) {
+    return wrap("2", text);
+}
 
 std::string table(const std::vector<std::vector<std::string>> &rows) {
     std::vector<size_t> widths;

@@ -59,8 +59,9 @@ class Station : public ::testing::Test {
     }
 
     // Starts a program of the station in its own directory.
-    std::unique_ptr<Process> run(std::vector<std::string> command,
-                                 std::vector<std::pair<std::string, std::string>> environment = {}) {
+    std::unique_ptr<Process>
+    run(std::vector<std::string> command,
+        std::vector<std::pair<std::string, std::string>> environment = {}) {
         command[0] = k_bin + command[0];
         Process::Options options;
         options.environment = std::move(environment);
@@ -116,12 +117,13 @@ class Station : public ::testing::Test {
 TEST_F(Station, GpsPublishesWhatItsReceiverSays) {
     ASSERT_TRUE(ready_);
     configure("gps;Source," + file(short_drive()) + "\n");
-    const auto watch = run({"zebctl", "watch", "--json", "--type", "MSG_GPS_INSTANT", "--count", "3",
-                            "--timeout", "20"});
+    const auto watch = run({"zebctl", "watch", "--json", "--type", "MSG_GPS_INSTANT", "--count",
+                            "3", "--timeout", "20"});
     ASSERT_TRUE(wait_for_clients(1));
     const auto gps = run({"gps"});
     EXPECT_EQ(gps->wait(), 0) << gps->errors();
-    EXPECT_NE(gps->errors().find("5 sentences, 3 refused, 3 instants, 2 with a fix"), std::string::npos)
+    EXPECT_NE(gps->errors().find("5 sentences, 3 refused, 3 instants, 2 with a fix"),
+              std::string::npos)
         << gps->errors();
     ASSERT_EQ(watch->wait(), 0) << watch->errors();
     const auto fixes = lines_of(watch->output());
@@ -157,7 +159,8 @@ TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
     ASSERT_TRUE(ready_);
     configure("gps;Source," + (dir_ / "receiver") + "\n");
     const auto gps = run({"gps"});
-    EXPECT_TRUE(wait_until([&] { return gps->errors().find("trying again") != std::string::npos; }));
+    EXPECT_TRUE(
+        wait_until([&] { return gps->errors().find("trying again") != std::string::npos; }));
     for (int round = 0; round < 2; ++round) {
         const auto receiver =
             run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1"});
@@ -168,8 +171,10 @@ TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
         EXPECT_NE(gps->errors().find("is back"), std::string::npos);
         receiver->signal(SIGTERM);
         EXPECT_EQ(receiver->wait(), 0);
-        EXPECT_TRUE(wait_until([&] { return gps->errors().find("hung up") != std::string::npos ||
-                                            gps->errors().find("Input/output") != std::string::npos; }));
+        EXPECT_TRUE(wait_until([&] {
+            return gps->errors().find("hung up") != std::string::npos ||
+                   gps->errors().find("Input/output") != std::string::npos;
+        }));
     }
     EXPECT_TRUE(gps->running());
     gps->signal(SIGTERM);
@@ -209,8 +214,8 @@ TEST_F(Station, WaypointFindsThePositionByItsTagAndAnswers) {
                                "--latitude", "40", "--longitude", "-105", "--radius", "1000"});
     const auto gps = run({"gps"});
     const auto waypoint = run({"waypoint"});
-    const auto answers = lines_of(ask({"watch", "--json", "--type", "MSG_GPS_WAYPOINT_STATUS", "--from",
-                                       "waypoint", "--count", "1", "--timeout", "20"}));
+    const auto answers = lines_of(ask({"watch", "--json", "--type", "MSG_GPS_WAYPOINT_STATUS",
+                                       "--from", "waypoint", "--count", "1", "--timeout", "20"}));
     ASSERT_EQ(answers.size(), 1u);
     const json &status = answers[0]["record"]["waypoints"][0];
     EXPECT_EQ(status["name"], "home");
@@ -223,7 +228,9 @@ TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
     ASSERT_TRUE(ready_);
     configure("gps;Source," + file("") + "\ngps;AtEnd,wait\ngps;DisplayName,Mast\n");
     const auto gps = run({"gps"});
-    ASSERT_TRUE(wait_until([&] { return json::parse(ask({"instruments", "--json"})).size() == 1; }));
+    ASSERT_TRUE(wait_until([&] {
+        return json::parse(ask({"instruments", "--json"})).size() == 1;
+    }));
     EXPECT_EQ(json::parse(ask({"instruments", "--json"})),
               json::parse(R"([{"name":"gps","type":"gps","display_name":"Mast","id":"G",
                                "tags":["position"]}])"));
@@ -232,11 +239,12 @@ TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
 
 TEST_F(Station, SentFieldsArriveAndWhatWatchPrintsCanBeSentAgain) {
     ASSERT_TRUE(ready_);
-    const std::vector<std::string> watch_one = {"zebctl", "watch", "--json", "--type", "MSG_LOG_*",
-                                                "--count", "1", "--timeout", "20"};
+    const std::vector<std::string> watch_one = {
+        "zebctl", "watch", "--json", "--type", "MSG_LOG_*", "--count", "1", "--timeout", "20"};
     auto watch = run(watch_one);
     ASSERT_TRUE(wait_for_clients(1));
-    ask({"send", "--name", "probe", "MSG_LOG_MONITOR", "flags=3", "msgtime=1000.5", "msg=all is well"});
+    ask({"send", "--name", "probe", "MSG_LOG_MONITOR", "flags=3", "msgtime=1000.5",
+         "msg=all is well"});
     ASSERT_EQ(watch->wait(), 0) << watch->errors();
     const json first = lines_of(watch->output())[0];
     EXPECT_EQ(first["from"], "probe");
@@ -248,8 +256,8 @@ TEST_F(Station, SentFieldsArriveAndWhatWatchPrintsCanBeSentAgain) {
     write_file(dir_ / "line", first.dump() + "\n");
     Process::Options options;
     options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
-    const auto again =
-        start({"/bin/sh", "-c", k_bin + "zebctl send --json --name probe < " + (dir_ / "line")}, options);
+    const auto again = start(
+        {"/bin/sh", "-c", k_bin + "zebctl send --json --name probe < " + (dir_ / "line")}, options);
     EXPECT_EQ(again->wait(), 0) << again->errors();
     ASSERT_EQ(watch->wait(), 0) << watch->errors();
     json second = lines_of(watch->output())[0];
@@ -304,7 +312,8 @@ TEST_F(Station, DescribeShowsARecordAndAMessage) {
 
 TEST_F(Station, ConfChecksReadsAndDumpsAFile) {
     const std::string name = dir_ / "test.conf";
-    write_file(name, "Disk;LogDir, /data\n# remark\nno comma here\nDisk;MaxFileSize,4000 # bytes\n");
+    write_file(name,
+               "Disk;LogDir, /data\n# remark\nno comma here\nDisk;MaxFileSize,4000 # bytes\n");
     EXPECT_EQ(ask({"conf", "get", "--file", name, "disk;logdir"}), "/data\n");
     ask({"conf", "get", "--file", name, "Disk;None"}, 1);
     EXPECT_EQ(ask({"conf", "dump", name}), "Disk;LogDir,/data\nDisk;MaxFileSize,4000\n");

@@ -10,14 +10,16 @@
 #include <thread>
 #include <unistd.h>
 
-// Options of the sanitizers, exported for their libraries to find. A request beyond all memory fails
-// as it does without them. And the address sanitizer is not told of the frames that a cancelled
-// thread unwinds: it would take the removal of its own signal stack for a use of them.
+// Options of the sanitizers, exported for their libraries to find. A request beyond all memory
+// fails as it does without them. And the address sanitizer is not told of the frames that a
+// cancelled thread unwinds: it would take the removal of its own signal stack for a use of them.
 #define EXPORTED __attribute__((visibility("default")))
 extern "C" EXPORTED const char *__asan_default_options() {
     return "allocator_may_return_null=1:use_sigaltstack=0";
 }
-extern "C" EXPORTED const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" EXPORTED const char *__tsan_default_options() {
+    return "allocator_may_return_null=1";
+}
 
 namespace zeb::test {
 
@@ -32,7 +34,9 @@ StderrCapture::StderrCapture() {
     dup2(file_, STDERR_FILENO);
 }
 
-StderrCapture::~StderrCapture() { finish(); }
+StderrCapture::~StderrCapture() {
+    finish();
+}
 
 std::string StderrCapture::text() const {
     std::string result;
@@ -120,7 +124,8 @@ Bytes from_hex(const std::string &text) {
             while (++i < text.size() && text[i] != '"')
                 bytes.push_back(static_cast<unsigned char>(text[i]));
         } else if (c != ' ' && c != '\n' && c != '\t' && c != '\r') {
-            bytes.push_back(static_cast<unsigned char>(hex_digit(c) * 16 + hex_digit(text.at(++i))));
+            bytes.push_back(
+                static_cast<unsigned char>(hex_digit(c) * 16 + hex_digit(text.at(++i))));
         }
     }
     return bytes;

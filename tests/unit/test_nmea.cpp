@@ -74,8 +74,8 @@ TEST(Nmea, RefusesAWrongChecksum) {
 }
 
 TEST(Nmea, RefusesWhatIsNoSentence) {
-    for (const char *line : {"", "$", "$*00", "hello, world", "$GPVTG,86.03", "GPVTG,1*11", "$GPVTG,1*1",
-                             "$GPVTG,1*ZZ", "$GP\x01VTG,1*11"})
+    for (const char *line : {"", "$", "$*00", "hello, world", "$GPVTG,86.03", "GPVTG,1*11",
+                             "$GPVTG,1*1", "$GPVTG,1*ZZ", "$GP\x01VTG,1*11"})
         EXPECT_EQ(verdict_of(line), Verdict::not_a_sentence) << line;
 }
 
@@ -90,7 +90,8 @@ TEST(Nmea, CutsALineWithoutEndAndGoesOnWithTheNext) {
 
 TEST(Nmea, ReadsPositionSpeedAndTime) {
     const auto fixes = fixes_of(
-        with_checksum("GPRMC,123519.50,A,4807.038,N,01131.000,W,022.4,084.4,230394,003.1,W") + "\n");
+        with_checksum("GPRMC,123519.50,A,4807.038,N,01131.000,W,022.4,084.4,230394,003.1,W") +
+        "\n");
     ASSERT_EQ(fixes.size(), 1u);
     const Fix &fix = fixes[0];
     EXPECT_TRUE(fix.valid);
@@ -106,13 +107,12 @@ TEST(Nmea, ReadsPositionSpeedAndTime) {
 }
 
 TEST(Nmea, JoinsTheSentencesOfAnInstant) {
-    const auto fixes =
-        fixes_of(with_checksum("GPGGA,000001,1000.0,S,02000.0,E,2,07,1.5,100.5,M,-20.5,M,,") + "\n" +
-                 with_checksum("GPGSA,A,3,1,2,3,,,,,,,,,,2.5,1.4,2.1") + "\n" +
-                 with_checksum("GPGSV,1,1,09,1,2,3,4") + "\n" +
-                 with_checksum("GLGSV,1,1,03,1,2,3,4") + "\n" +
-                 with_checksum("GPGST,000001,1,2,3,4,0.5,0.6,0.7") + "\n" +
-                 with_checksum("GPVTG,10.5,T,,,,,36.0,K") + "\n");
+    const auto fixes = fixes_of(
+        with_checksum("GPGGA,000001,1000.0,S,02000.0,E,2,07,1.5,100.5,M,-20.5,M,,") + "\n" +
+        with_checksum("GPGSA,A,3,1,2,3,,,,,,,,,,2.5,1.4,2.1") + "\n" +
+        with_checksum("GPGSV,1,1,09,1,2,3,4") + "\n" + with_checksum("GLGSV,1,1,03,1,2,3,4") +
+        "\n" + with_checksum("GPGST,000001,1,2,3,4,0.5,0.6,0.7") + "\n" +
+        with_checksum("GPVTG,10.5,T,,,,,36.0,K") + "\n");
     ASSERT_EQ(fixes.size(), 1u);
     const Fix &fix = fixes[0];
     EXPECT_NEAR(fix.latitude, -10, 1e-12);
@@ -142,27 +142,27 @@ TEST(Nmea, VoidPositionIsMissingThoughItIsPrinted) {
 }
 
 TEST(Nmea, DateGoesOnPastMidnight) {
-    const auto fixes =
-        fixes_of(with_checksum("GPRMC,235959,A,1000.0,N,02000.0,E,0.0,0.0,311299,,") + "\n" +
-                 with_checksum("GPGGA,000000,1000.0,N,02000.0,E,1,07,1.5,100.5,M,-20.5,M,,") + "\n");
+    const auto fixes = fixes_of(
+        with_checksum("GPRMC,235959,A,1000.0,N,02000.0,E,0.0,0.0,311299,,") + "\n" +
+        with_checksum("GPGGA,000000,1000.0,N,02000.0,E,1,07,1.5,100.5,M,-20.5,M,,") + "\n");
     ASSERT_EQ(fixes.size(), 2u);
     EXPECT_EQ(fixes[0].fix_time, 946684799.0);
     EXPECT_EQ(fixes[1].fix_time, 946684800.0);
 }
 
 TEST(Nmea, DateAlsoComesFromZda) {
-    const auto fixes = fixes_of(
-        with_checksum("GNGGA,000000,1000.0,N,02000.0,E,1,07,1.5,100.5,M,-20.5,M,,") + "\n" +
-        with_checksum("GNZDA,000000,01,01,2000,00,00") + "\n");
+    const auto fixes =
+        fixes_of(with_checksum("GNGGA,000000,1000.0,N,02000.0,E,1,07,1.5,100.5,M,-20.5,M,,") +
+                 "\n" + with_checksum("GNZDA,000000,01,01,2000,00,00") + "\n");
     ASSERT_EQ(fixes.size(), 1u);
     EXPECT_EQ(fixes[0].fix_time, 946684800.0);
     EXPECT_EQ(fixes[0].talker, "GN");
 }
 
 TEST(Nmea, ImpossibleFieldsStayMissing) {
-    const auto fixes = fixes_of(
-        with_checksum("GPGGA,000001,9900.0,N,02000.0,E,1,xx,1e999,nan,M,inf,M,,") + "\n" +
-        with_checksum("GPGGA,256101,1000.0,N,02000.0,E,1,07,1.5,1.5,M,1.5,M,,") + "\n");
+    const auto fixes =
+        fixes_of(with_checksum("GPGGA,000001,9900.0,N,02000.0,E,1,xx,1e999,nan,M,inf,M,,") + "\n" +
+                 with_checksum("GPGGA,256101,1000.0,N,02000.0,E,1,07,1.5,1.5,M,1.5,M,,") + "\n");
     ASSERT_EQ(fixes.size(), 1u);
     EXPECT_FALSE(fixes[0].valid) << "there is no latitude of 99 degrees";
     EXPECT_EQ(fixes[0].satellites_used, -1);
@@ -170,8 +170,8 @@ TEST(Nmea, ImpossibleFieldsStayMissing) {
     EXPECT_EQ(fixes[0].geoid, MVC);
 }
 
-// What the receivers of the captured files said, counted by hand with text tools: instants by distinct
-// times, valid ones by an RMC status of A or a GGA quality above 0.
+// What the receivers of the captured files said, counted by hand with text tools: instants by
+// distinct times, valid ones by an RMC status of A or a GGA quality above 0.
 TEST(Nmea, CountsTheFixesOfCapturedReceivers) {
     const std::string folder = std::string(ZEB_SOURCE_DIR) + "/../shared/data/nmea/";
     if (!std::filesystem::exists(folder))
@@ -180,8 +180,8 @@ TEST(Nmea, CountsTheFixesOfCapturedReceivers) {
         const char *file;
         size_t instants, valid;
     };
-    for (const Expected &expected : {Expected{"haicom-305N.nmea", 74, 68},
-                                     Expected{"ublox-neo-m9n-nmea.nmea", 61, 61}}) {
+    for (const Expected &expected :
+         {Expected{"haicom-305N.nmea", 74, 68}, Expected{"ublox-neo-m9n-nmea.nmea", 61, 61}}) {
         const auto fixes = fixes_of(zeb::test::read_file(folder + expected.file));
         size_t valid = 0;
         for (const Fix &fix : fixes)

@@ -81,7 +81,8 @@ TEST(RecordJson, CharactersAreTexts) {
     EXPECT_EQ(to_json(description, &record)["id_ch"], "G");
     NET_SERVER_FilterAdd filter = {};
     memcpy(filter.tag_match, "pos*", 4);
-    EXPECT_EQ(to_json(description_of("NET_SERVER_FilterAdd", filter), &filter)["tag_match"], "pos*");
+    EXPECT_EQ(to_json(description_of("NET_SERVER_FilterAdd", filter), &filter)["tag_match"],
+              "pos*");
 }
 
 TEST(RecordJson, AFieldIsSetByItsPath) {
@@ -95,7 +96,8 @@ TEST(RecordJson, AFieldIsSetByItsPath) {
     EXPECT_TRUE(set_field(description, &record, "id_ch=7", error)) << error;
     EXPECT_EQ(record.id_ch, '7');
     NET_AE33_Reading reading = {};
-    EXPECT_TRUE(set_field(*NETPACK_find_ds("NET_AE33_Reading"), &reading, "X.6=1.5", error)) << error;
+    EXPECT_TRUE(set_field(*NETPACK_find_ds("NET_AE33_Reading"), &reading, "X.6=1.5", error))
+        << error;
     EXPECT_EQ(reading.X[6], 1.5);
 }
 
@@ -121,7 +123,7 @@ TEST(RecordJson, NumbersOutOfRangeAreRefused) {
     std::string error;
     EXPECT_TRUE(set_field(description, &record, "flags=65535", error));
     EXPECT_EQ(record.flags, 65535);
-    for (const char *assignment : {"flags=65536", "flags=-1", "flags=1.5", "flags=x",
-                                   "flags=99999999999999999999"})
+    for (const char *assignment :
+         {"flags=65536", "flags=-1", "flags=1.5", "flags=x", "flags=99999999999999999999"})
         EXPECT_FALSE(set_field(description, &record, assignment, error)) << assignment;
 }
