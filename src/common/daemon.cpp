@@ -6,12 +6,23 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <sys/stat.h>
 
 namespace daemon_kit {
 namespace {
 
+constexpr double k_farewell = 1.0; // s for the closing message to leave
+
+// A clock that nobody sets.
+double steady_seconds() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
 CONF_node *load(const std::string &name) {
-    FILE *file = fopen(name.c_str(), "re");
+    FILE *file = open_file(name);
     if (file == nullptr) {
         fprintf(stderr, "%scannot read the configuration %s: %s\n", g_dbg_msg_title, name.c_str(),
                 strerror(errno));
@@ -25,6 +36,16 @@ CONF_node *load(const std::string &name) {
 }
 
 } // namespace
+
+FILE *open_file(const std::string &name) {
+    FILE *file = fopen(name.c_str(), "re");
+    struct stat info;
+    if (file == nullptr || fstat(fileno(file), &info) != 0 || !S_ISDIR(info.st_mode))
+        return file;
+    fclose(file);
+    errno = EISDIR;
+    return nullptr;
+}
 
 int parse_command_line(int argc, char **argv, const char *description, Options &options) {
     CLI::App app(description);
@@ -77,18 +98,24 @@ double Configuration::number(const char *key, double fallback) const {
 ServerLink::~ServerLink() {
     if (!connected_)
         return;
-    // The closing message leaves by the hooks, which nobody else is running any more.
-    ZEBMSG_queue_message_lib(&link_, MSG_SERVER_TERMINATE, 0, nullptr, nullptr, 0, nullptr, TRUE);
-    drain(2.0);
+    // The closing message leaves by the hooks, which nobody else is running any more. A server that
+    // did not take what was before it is not waited for twice.
+    if (!stuck_) {
+        ZEBMSG_queue_message_lib(&link_, MSG_SERVER_TERMINATE, 0, nullptr, nullptr, 0, nullptr,
+                                 TRUE);
+        drain(k_farewell);
+    }
     ZEBMSG_multi_destroy(&link_);
 }
 
 bool ServerLink::drain(double seconds) {
-    const FTIME limit = UTIL_ftime() + seconds;
+    const double limit = steady_seconds() + seconds;
     bool ignored;
-    while (has_output())
-        if (UTIL_ftime() > limit || !cycle(0.02, -1, ignored))
+    while (has_output()) {
+        stuck_ = steady_seconds() > limit || !cycle(0.02, -1, ignored);
+        if (stuck_)
             return false;
+    }
     return true;
 }
 

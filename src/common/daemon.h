@@ -2,6 +2,7 @@
 // configuration, and one loop that serves the message link together with the instrument's line.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include <zeb2/libzeb2.h>
@@ -15,6 +16,10 @@ struct Options {
 
 // Reads the command line; a negative result means "go on", any other is the exit status.
 int parse_command_line(int argc, char **argv, const char *description, Options &options);
+
+// A file open for reading, or null with errno set: a directory opens like a file and reads as
+// nothing, which would pass for an empty configuration.
+FILE *open_file(const std::string &name);
 
 // The configuration tree and the daemon's branch of it.
 class Configuration {
@@ -63,6 +68,7 @@ class ServerLink {
 
     ZEBMSG_link link_ = {};
     bool connected_ = false;
+    bool stuck_ = false; // what was queued could not leave in time
     fd_set rx_ = {};
     fd_set tx_ = {};
     int max_ = -1;

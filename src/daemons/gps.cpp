@@ -224,7 +224,7 @@ int run(daemon_kit::ServerLink &link, Receiver &receiver) {
     fprintf(stderr, "%s%u sentences, %u refused, %u instants, %u with a fix\n", g_dbg_msg_title,
             publisher.counts().sentences, publisher.counts().refused, publisher.counts().instants,
             publisher.counts().fixes);
-    return link.drain(2.0) ? 0 : 1;
+    return link.drain(1.0) ? 0 : 1;
 }
 
 } // namespace

@@ -48,7 +48,7 @@ ZEB_API extern const char *const g_libzeb2_revision;
 /* Starts the library: sets the title of diagnostic lines, builds the CRC table, initialises the
  * utilities and the timed events, and makes SIGUSR1 interrupt blocking calls and do nothing else,
  * which is how threads of the library wake each other.
- * id: the program's name, copied; the title holds 255 characters of it and the ": " behind. Null is
+ * id: the program's name, copied; the title is the name and ": ", cut to 255 characters in all. Null is
  * reported and stands for an empty name.
  * Returns TRUE; FALSE when the timed events cannot start: SIGUSR1 then still ends the process and
  * no thread of the library may be started. A sigaction that fails is reported and passed over.

@@ -214,7 +214,12 @@ void SFMT_vprintfcat(SFMT_buffer *bf, const char *format, va_list args) {
     if (offset >= bf->sz_buffer) {
         ZEB_REPORT("ERROR: offset (%zu) >= bf->sz_buffer (%zu) - %s", offset, bf->sz_buffer,
                    bf->buffer);
-        // The heap is already damaged: a core from this very place shows by whom.
+        // The heap is already damaged: a core from this very place shows by whom. Daemons run with
+        // every signal but the exit ones blocked, and a blocked signal would only wait.
+        sigset_t fault;
+        sigemptyset(&fault);
+        sigaddset(&fault, SIGSEGV);
+        pthread_sigmask(SIG_UNBLOCK, &fault, nullptr);
         raise(SIGSEGV);
         return;
     }

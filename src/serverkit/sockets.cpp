@@ -124,13 +124,28 @@ bool bind_closed(int fd, const sockaddr_un &address) {
 
 // Two servers that start at once must not both take the other's socket for a stale one: between
 // bind and listen a socket refuses connections. The lock is on the directory and leaves no file.
+constexpr int k_lock_patience = 200; // hundredths of a second
+
+// Servers that start at once wait for each other; a stranger who keeps the lock must not keep us.
+bool lock_within(int fd, int hundredths) {
+    for (;; --hundredths) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            return true;
+        if ((errno != EWOULDBLOCK && errno != EINTR) || hundredths <= 0)
+            return false;
+        usleep(10000);
+    }
+}
+
 UniqueFd lock_directory(const std::string &path) {
     const std::string directory = path.substr(0, path.rfind('/') + 1);
     UniqueFd fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd)
         report_errno("cannot open the socket directory \"%s\"", directory.c_str());
-    else if (flock(fd.get(), LOCK_EX) != 0)
+    else if (!lock_within(fd.get(), k_lock_patience)) {
         report_errno("cannot lock the socket directory \"%s\"", directory.c_str());
+        return UniqueFd();
+    }
     return fd;
 }
 

@@ -9,6 +9,7 @@
 
 #include "command.h"
 #include "conf_check.h"
+#include "daemon.h"
 
 namespace zebctl {
 namespace {
@@ -34,7 +35,7 @@ Tree load(const std::string &name) {
                     "zebctl: etc/zeb.conf cannot be read under $ZEB2; name a file with --file\n");
         return root;
     }
-    const std::unique_ptr<FILE, FileCloser> file(fopen(name.c_str(), "re"));
+    const std::unique_ptr<FILE, FileCloser> file(daemon_kit::open_file(name));
     if (!file) {
         fprintf(stderr, "zebctl: cannot read %s: %s\n", name.c_str(), strerror(errno));
         return nullptr;
@@ -77,7 +78,7 @@ std::string default_file() {
 
 int run_check(const Options &options) {
     const std::string name = options.file.empty() ? default_file() : options.file;
-    const std::unique_ptr<FILE, FileCloser> file(fopen(name.c_str(), "re"));
+    const std::unique_ptr<FILE, FileCloser> file(daemon_kit::open_file(name));
     if (!file) {
         fprintf(stderr, "zebctl: cannot read %s: %s\n", name.c_str(), strerror(errno));
         return k_failed;

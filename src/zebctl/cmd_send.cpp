@@ -1,8 +1,8 @@
 // zebctl send - sends a message, its record checked against the catalogue.
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <unistd.h>
@@ -21,6 +21,9 @@ struct Options {
     unsigned int flags = 1;
     bool json = false;
 };
+
+constexpr double k_patience = 5.0;                // s for a message to leave
+constexpr size_t k_max_line = 16 * 1024 * 1024; // as JSON, of the largest message
 
 struct FreeDeleter {
     void operator()(void *block) const { free(block); }
@@ -79,7 +82,10 @@ bool from_line(const std::string &line, Outgoing &out) {
         return fail("not a JSON object with a \"type\": " + line.substr(0, 60));
     if (object.contains("to") && object["to"].is_string())
         out.to = object["to"].get<std::string>();
-    out.flags = object.value("flags", 1u);
+    const Json flags = object.contains("flags") ? object["flags"] : Json(1);
+    if (!flags.is_number_integer() || flags < 0 || flags > 3)
+        return fail("\"flags\" is 0 to 3, not " + flags.dump());
+    out.flags = flags.get<DWORD>();
     if (!begin(object["type"].get<std::string>(), out))
         return false;
     std::string error;
@@ -95,16 +101,61 @@ void queue(daemon_kit::ServerLink &link, const Outgoing &out) {
                          out.size, out.message->ds_tie);
 }
 
+bool send_line(daemon_kit::ServerLink &link, const std::string &line) {
+    Outgoing out;
+    if (line.empty())
+        return true;
+    if (!from_line(line, out))
+        return false;
+    queue(link, out);
+    return link.drain(k_patience) || fail("the message server is gone");
+}
+
+// Cuts what comes on standard input into lines and sends each.
+class LineSender {
+  public:
+    explicit LineSender(daemon_kit::ServerLink &link) : link_(link) {}
+
+    // Reads once; false at the end of the input or after a report.
+    bool read_some() {
+        char block[65536];
+        const ssize_t got = read(STDIN_FILENO, block, sizeof block);
+        if (got < 0 && errno == EINTR)
+            return true;
+        pending_.append(block, got > 0 ? static_cast<size_t>(got) : 0);
+        if (got <= 0)
+            pending_ += '\n';
+        good_ = send_complete_lines();
+        return good_ && got > 0;
+    }
+    bool good() const { return good_; }
+
+  private:
+    bool send_complete_lines() {
+        for (size_t end; (end = pending_.find('\n')) != std::string::npos;) {
+            const std::string line = pending_.substr(0, end);
+            pending_.erase(0, end + 1);
+            if (!send_line(link_, line))
+                return false;
+        }
+        return pending_.size() <= k_max_line || fail("a line is longer than any message");
+    }
+
+    daemon_kit::ServerLink &link_;
+    std::string pending_;
+    bool good_ = true;
+};
+
+// The link is served while the next line is waited for, so that a quiet input does not lose it.
 bool send_lines(daemon_kit::ServerLink &link) {
-    for (std::string line; std::getline(std::cin, line);) {
-        Outgoing out;
-        if (line.empty())
-            continue;
-        if (!from_line(line, out))
-            return false;
-        queue(link, out);
-        if (!link.drain(5.0))
+    LineSender sender(link);
+    while (!UTIL_exit_poll()) {
+        bool readable;
+        if (!link.cycle(0.25, STDIN_FILENO, readable))
             return fail("the message server is gone");
+        ZEBMSG_process_messages(link.get(), [](ZEBMSG_proc_msg *, void *) {}, nullptr);
+        if (readable && !sender.read_some())
+            return sender.good();
     }
     return true;
 }
@@ -123,7 +174,7 @@ int run_send(const Options &options) {
     if (options.json)
         return send_lines(link) ? k_done : k_failed;
     queue(link, out);
-    return link.drain(5.0) ? k_done : k_failed;
+    return link.drain(k_patience) ? k_done : k_failed;
 }
 
 } // namespace

@@ -29,7 +29,7 @@ class Watcher {
     static void received(ZEBMSG_proc_msg *message, void *self) {
         static_cast<Watcher *>(self)->show(*message);
     }
-    bool is_done() const { return options_.count >= 0 && shown_ >= options_.count; }
+    bool is_done() const { return broken_ || (options_.count >= 0 && shown_ >= options_.count); }
 
   private:
     static bool matches(const std::vector<std::string> &patterns, const char *text) {
@@ -50,8 +50,7 @@ class Watcher {
                                 : Json(nullptr);
         const std::string line =
             options_.json ? as_json(message, record) : as_text(message, record);
-        printf("%s\n", line.c_str());
-        fflush(stdout);
+        broken_ = printf("%s\n", line.c_str()) < 0 || fflush(stdout) != 0;
     }
 
     static std::string as_json(const ZEBMSG_proc_msg &message, const Json &record) {
@@ -68,9 +67,9 @@ class Watcher {
 
     static std::string as_text(const ZEBMSG_proc_msg &message, const Json &record) {
         std::string line = dim(iso_time(UTIL_ftime()).substr(11, 12)) + " " +
-                           (message.src_name != nullptr ? message.src_name : "-");
+                           (message.src_name != nullptr ? visible(message.src_name) : "-");
         if (message.dest_name != nullptr)
-            line += std::string(" > ") + message.dest_name;
+            line += " > " + visible(message.dest_name);
         line += " " + bold(message.msg->name);
         for (const auto &[name, text] : fields_for_people(message.dsd, record))
             line += " " + dim(name + "=") + text;
@@ -79,6 +78,7 @@ class Watcher {
 
     const Options &options_;
     long shown_ = 0;
+    bool broken_ = false; // nobody reads what is shown any more
 };
 
 int run_watch(const Options &options) {

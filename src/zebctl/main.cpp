@@ -1,6 +1,7 @@
 // zebctl - watch, ask and command a station from the shell.
 
-#include <unistd.h>
+#include <cstdio>
+#include <exception>
 
 #include <zeb2/libzeb2.h>
 
@@ -26,7 +27,16 @@ int main(int argc, char **argv) {
     if (!LIBZEB_init("zebctl"))
         return zebctl::k_failed;
     UTIL_exit_signal_poll_setup();
-    const int status = run();
+    int status = zebctl::k_failed;
+    try {
+        status = run();
+    } catch (const std::exception &error) {
+        fprintf(stderr, "zebctl: %s\n", error.what());
+    }
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        perror("zebctl: standard output");
+        status = zebctl::k_failed;
+    }
     LIBZEB_cleanup();
     return status;
 }

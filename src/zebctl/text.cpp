@@ -52,6 +52,13 @@ std::string bytes(double count) {
     return text;
 }
 
+std::string visible(std::string text) {
+    for (char &c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
+            c = '?';
+    return text;
+}
+
 bool use_colour() {
     static const bool colour = isatty(STDOUT_FILENO) && getenv("NO_COLOR") == nullptr;
     return colour;
@@ -69,13 +76,13 @@ std::string table(const std::vector<std::vector<std::string>> &rows) {
     for (const auto &row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], visible(row[i]).size());
     }
     std::string result;
     for (size_t r = 0; r < rows.size(); ++r) {
         std::string line;
         for (size_t i = 0; i < rows[r].size(); ++i)
-            line += padded(rows[r][i], widths[i]) + "  ";
+            line += padded(visible(rows[r][i]), widths[i]) + "  ";
         line.erase(line.find_last_not_of(' ') + 1);
         result += (r == 0 ? bold(line) : line) + "\n";
     }

@@ -17,6 +17,9 @@ std::string duration(double seconds);
 // "12.3 MiB", "512 B".
 std::string bytes(double count);
 
+// The text with what a terminal would obey shown as "?": names come from other programs.
+std::string visible(std::string text);
+
 // True when standard output is a terminal and NO_COLOR is not set.
 bool use_colour();
 std::string bold(const std::string &text);

@@ -14,12 +14,15 @@ constexpr const char *k_allow = "Server;TCP;Allow";
 // "192.0.2.7; 10.0.0.0/8": fields without the blanks around them.
 void read_allowed(serverkit::Settings &settings, serverkit::AddressList &list) {
     const std::string value = settings.text(k_allow, "");
-    char field[64];
+    char field[256];
     for (int i = 0; UTIL_stringfield(value.c_str(), ";", i, field, sizeof field); ++i) {
         UTIL_strip_lead_trail_space(field);
         if (*field != '\0' && !list.add(field))
             settings.refuse(k_allow, field, "a numeric address or network");
     }
+    // Separators alone would admit everybody where somebody meant to admit few.
+    if (!value.empty() && list.empty())
+        settings.refuse(k_allow, value, "a list of numeric addresses or networks");
 }
 
 void read_limits(serverkit::Settings &settings, Limits &limits) {

@@ -279,6 +279,59 @@ TEST_F(Station, SendRefusesWhatTheCatalogueDoesNotKnow) {
     ask({"send"}, 2);
 }
 
+TEST_F(Station, SentLinesWithImpossibleFlagsAreRefused) {
+    ASSERT_TRUE(ready_);
+    Process::Options options;
+    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
+    for (const char *flags : {"\"1\"", "-1", "4", "1.5"}) {
+        write_file(dir_ / "line", std::string("{\"type\":\"MSG_LOG_FLUSH\",\"flags\":") + flags + "}\n");
+        const auto tool =
+            start({"/bin/sh", "-c", k_bin + "zebctl send --json < " + (dir_ / "line")}, options);
+        EXPECT_EQ(tool->wait(), 1) << flags;
+        EXPECT_NE(tool->errors().find("\"flags\" is 0 to 3"), std::string::npos) << tool->errors();
+    }
+}
+
+TEST_F(Station, WatchEndsWhenNobodyReadsIt) {
+    ASSERT_TRUE(ready_);
+    Process::Options options;
+    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
+    const auto watch = start({"/bin/sh", "-c", k_bin + "zebctl watch --type MSG_LOG_FLUSH | true"}, options);
+    ASSERT_TRUE(wait_for_clients(1));
+    ask({"send", "MSG_LOG_FLUSH"});
+    EXPECT_EQ(watch->wait(), 0) << watch->errors();
+    EXPECT_TRUE(wait_for_clients(0));
+}
+
+TEST_F(Station, GpsStopsThoughTheServerHangs) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Source," + (dir_ / "receiver") + "\n");
+    const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.05"});
+    const auto gps = run({"gps"});
+    ASSERT_TRUE(wait_for_clients(1));
+    server_->signal(SIGSTOP);
+    gps->signal(SIGTERM);
+    EXPECT_NE(gps->wait(), -1) << "it had to be killed";
+    server_->signal(SIGCONT);
+}
+
+TEST_F(Station, ADirectoryIsNoConfiguration) {
+    ask({"conf", "check", dir_.path()}, 1);
+    EXPECT_NE(errors_.find("Is a directory"), std::string::npos) << errors_;
+    const auto gps = run({"gps", "--config", dir_.path()});
+    EXPECT_EQ(gps->wait(), 1);
+    EXPECT_NE(gps->errors().find("Is a directory"), std::string::npos) << gps->errors();
+}
+
+TEST_F(Station, AToolThatCannotPrintFails) {
+    ASSERT_TRUE(ready_);
+    Process::Options options;
+    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
+    const auto tool = start({"/bin/sh", "-c", k_bin + "zebctl status > /dev/full"}, options);
+    EXPECT_EQ(tool->wait(), 1);
+    EXPECT_NE(tool->errors().find("No space left"), std::string::npos) << tool->errors();
+}
+
 TEST_F(Station, WatchFailsWhenFewerMessagesComeThanWanted) {
     ASSERT_TRUE(ready_);
     ask({"watch", "--count", "1", "--timeout", "0.2"}, 1);

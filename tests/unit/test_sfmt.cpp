@@ -222,6 +222,19 @@ TEST(SfmtBuffer, PrintfCatOnACorruptedBufferDiesWithSignal11) {
                 "PREINIT: ERROR: offset .6. >= bf->sz_buffer .3. - abcdef .sfmt.cpp:[0-9]+.");
 }
 
+TEST(SfmtBuffer, PrintfCatOnACorruptedBufferDiesThoughSignalsAreBlocked) {
+    Buffer b("abcdef");
+    b.sz_buffer = 3;
+    const auto corrupted = [&b] {
+        signal(SIGSEGV, SIG_DFL);
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, nullptr);
+        SFMT_printfcat(&b, "x");
+    };
+    EXPECT_EXIT(corrupted(), KilledBySignal(SIGSEGV), "ERROR: offset");
+}
+
 TEST(SfmtBuffer, PrintfCatOnACorruptedBufferWritesNothingWhenTheSignalIsIgnored) {
     Buffer b("abcdef");
     b.sz_buffer = 6;

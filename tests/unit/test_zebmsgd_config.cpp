@@ -122,6 +122,7 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair("Server;Heartbeat;Timeout", "soon"), std::pair("Server;Heartbeat;Timeout", "nan"),
         std::pair("Server;Limit;Clients", "0"),
         std::pair("Server;Limit;QueueBytes", "99999999999999999999"),
-        std::pair("Server;TCP;Allow", "10.0.0.0/33"), std::pair("Server;TCP;Allow", "localhost")));
+        std::pair("Server;TCP;Allow", "10.0.0.0/33"), std::pair("Server;TCP;Allow", "localhost"),
+        std::pair("Server;TCP;Allow", ";")));
 
 } // namespace
