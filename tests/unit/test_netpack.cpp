@@ -17,6 +17,8 @@ TEST(Lookup, MessageTypeBeyondTheCatalogueIsNull) {
     EXPECT_EQ(NETPACK_find_msg_by_type(static_cast<NETMSG_type>(294)), nullptr);
     EXPECT_EQ(NETPACK_find_msg_by_type(static_cast<NETMSG_type>(511)), nullptr);
     EXPECT_EQ(NETPACK_find_msg_by_type_lib(static_cast<NETMSG_type>(294)), nullptr);
+    EXPECT_EQ(NETPACK_find_msg_by_type(static_cast<NETMSG_type>(INT32_MAX)), nullptr);
+    EXPECT_EQ(NETPACK_find_msg_by_type(static_cast<NETMSG_type>(-1)), nullptr);
 }
 
 TEST(Lookup, MessageByName) {
