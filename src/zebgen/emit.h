@@ -9,7 +9,7 @@
 namespace zebgen {
 
 struct EmitOptions {
-    bool library = false;           // the private tables too, and <zeb2/...> spellings
+    bool for_library = false;           // the private tables too, and <zeb2/...> spellings
     std::string name = "catalogue"; // distinguishes include guards
 };
 

@@ -105,7 +105,7 @@ bool generate(const Arguments &arguments, const Catalogue &catalogue) {
         put(arguments.out + "/msg_list.c", emit_messages_source(catalogue, emit), changed) &&
         put(headers + "/msg_list.h", emit_messages_header(catalogue, emit), changed) &&
         put(headers + "/records.h", emit_records_header(catalogue, emit), changed);
-    return written && (!emit.library || put_revision(arguments.out + "/revision.c", changed));
+    return written && (!emit.for_library || put_revision(arguments.out + "/revision.c", changed));
 }
 
 bool run(const Arguments &arguments) {
@@ -136,7 +136,7 @@ void declare(CLI::App &app, Arguments &arguments) {
         ->type_name("NAME")
         ->capture_default_str();
     const auto library =
-        app.add_flag("--library", arguments.emit.library,
+        app.add_flag("--library", arguments.emit.for_library,
                      "Write the library's own catalogue: private tables and stamp");
     app.add_option("--headers", arguments.headers, "Directory of the generated headers (--library)")
         ->type_name("DIR")
