@@ -21,7 +21,19 @@ double steady_seconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-CONF_node *load(const std::string &name) {
+} // namespace
+
+FILE *open_file(const std::string &name) {
+    FILE *file = fopen(name.c_str(), "re");
+    struct stat info;
+    if (file == nullptr || fstat(fileno(file), &info) != 0 || !S_ISDIR(info.st_mode))
+        return file;
+    fclose(file);
+    errno = EISDIR;
+    return nullptr;
+}
+
+CONF_node *load_configuration(const std::string &name) {
     FILE *file = open_file(name);
     if (file == nullptr) {
         fprintf(stderr, "%scannot read the configuration %s: %s\n", g_dbg_msg_title, name.c_str(),
@@ -33,18 +45,6 @@ CONF_node *load(const std::string &name) {
         CONF_load(root, file);
     fclose(file);
     return root;
-}
-
-} // namespace
-
-FILE *open_file(const std::string &name) {
-    FILE *file = fopen(name.c_str(), "re");
-    struct stat info;
-    if (file == nullptr || fstat(fileno(file), &info) != 0 || !S_ISDIR(info.st_mode))
-        return file;
-    fclose(file);
-    errno = EISDIR;
-    return nullptr;
 }
 
 int parse_command_line(int argc, char **argv, const char *description, Options &options) {
@@ -65,7 +65,7 @@ int parse_command_line(int argc, char **argv, const char *description, Options &
 
 Configuration::Configuration(const Options &options, Missing missing) {
     if (!options.config.empty())
-        root_ = load(options.config);
+        root_ = load_configuration(options.config);
     else if ((root_ = CONF_get_default()) == nullptr && missing == Missing::allowed)
         root_ = CONF_alloc();
     else if (root_ == nullptr)

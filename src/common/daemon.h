@@ -21,6 +21,9 @@ int parse_command_line(int argc, char **argv, const char *description, Options &
 // nothing, which would pass for an empty configuration.
 FILE *open_file(const std::string &name);
 
+// The tree of a configuration file, for CONF_free(); null after a report.
+CONF_node *load_configuration(const std::string &name);
+
 // The configuration tree and the daemon's branch of it.
 class Configuration {
   public:

@@ -35,15 +35,7 @@ Tree load(const std::string &name) {
                     "zebctl: etc/zeb.conf cannot be read under $ZEB2; name a file with --file\n");
         return root;
     }
-    const std::unique_ptr<FILE, FileCloser> file(daemon_kit::open_file(name));
-    if (!file) {
-        fprintf(stderr, "zebctl: cannot read %s: %s\n", name.c_str(), strerror(errno));
-        return nullptr;
-    }
-    Tree root(CONF_alloc());
-    if (root)
-        CONF_load(root.get(), file.get());
-    return root;
+    return Tree(daemon_kit::load_configuration(name));
 }
 
 int run_get(const Options &options) {
