@@ -1,6 +1,7 @@
 #include "util.h"
 
 #include "diag.h"
+#include "util_int.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -74,8 +75,7 @@ void set_up_exit_signals(Handler handler, std::initializer_list<int> exit_signal
 
 bool handshake_wanted() {
     const char *value = getenv("ZEB2STARTUP");
-    return value != nullptr &&
-           (strtol(value, nullptr, 10) != 0 || value[0] == 'T' || value[0] == 't');
+    return value != nullptr && zeb::reads_as_true(value);
 }
 
 } // namespace
