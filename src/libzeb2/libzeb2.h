@@ -20,6 +20,7 @@
 #include "ll.h"
 #include "netmsg.h"
 #include "netpack.h"
+#include "physunits.h"
 #include "port.h"
 #include "sfmt.h"
 #include "util.h"
