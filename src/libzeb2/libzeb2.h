@@ -14,6 +14,7 @@
 #ifndef ZEB2_LIBZEB2_H
 #define ZEB2_LIBZEB2_H
 
+#include "avg.h"
 #include "conf.h"
 #include "crc16.h"
 #include "eventat.h"
