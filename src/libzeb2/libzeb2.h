@@ -24,6 +24,7 @@
 #include "physunits.h"
 #include "port.h"
 #include "sfmt.h"
+#include "smoother.h"
 #include "util.h"
 #include "zebfile.h"
 #include "zebmsg.h"
