@@ -22,6 +22,7 @@
 #include "netmsg.h"
 #include "netpack.h"
 #include "physunits.h"
+#include "pid.h"
 #include "port.h"
 #include "sfmt.h"
 #include "smoother.h"
