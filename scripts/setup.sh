@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(build-essential cmake ninja-build pkg-config g++-multilib
           libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev)
-bench_packages=(libmsgpack-cxx-dev libmosquitto-dev mosquitto libhiredis-dev redis-server)
+bench_packages=(libboost-dev libmsgpack-cxx-dev libmosquitto-dev mosquitto libhiredis-dev redis-server)
 
 for argument in "$@"; do
     case $argument in
