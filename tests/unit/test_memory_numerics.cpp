@@ -83,7 +83,8 @@ TEST(NumericsMemory, RingOfAnyLengthIsMadeOrReported) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer ends the program at such a size";
 #else
-    for (const size_t length : {SIZE_MAX, SIZE_MAX / sizeof(double) + 2, SIZE_MAX / 16}) {
+    for (const size_t length :
+         {SIZE_MAX, SIZE_MAX / sizeof(double) + 2, SIZE_MAX / sizeof(double)}) {
         AVG_fixed avg;
         StderrCapture errors;
         AVG_fixed_init(&avg, length);
