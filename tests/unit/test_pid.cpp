@@ -165,6 +165,14 @@ TEST(Pid, IntegralIsLimitedEvenWithoutAnIntegralTime) {
     EXPECT_EQ(pid.step(5.0, 5.0, 1.0), 2.0);
 }
 
+TEST(Pid, TermsAreSummedFromTheIntegralOn) {
+    Controller pid({{"P", "1"}, {"I", "1"}, {"D", "-1"}});
+    pid.i_val = 1.0;
+    // 1 + 1e16 rounds to 1e16, minus 1e16 leaves nothing of the 1.
+    EXPECT_EQ(pid.step(0.0, 1e16, 1.0), 0.0);
+    EXPECT_EQ(pid.i_val, 1.0);
+}
+
 TEST(Pid, CalibrationsApplyFirstAndLast) {
     Controller pid({{"P", "1"}, {"P;max", "3"}, {"cal;PV", "1,2"}, {"cal;Out", "10;100"}});
     // pv 1 + 2*2 = 5; e 7 - 5 = 2; out 10 + 100*2.
