@@ -13,12 +13,14 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <time.h>
+#include <unistd.h>
 
 namespace zeb {
 namespace {
 
 constexpr double k_smallest_step = 1.0; // s; smaller differences of the clocks are slewing
 constexpr int k_highest_port = 65535;
+constexpr double k_wait_slice = 0.05; // s
 
 const char *run_directory() {
     const char *directory = getenv("ZEB2RUN");
@@ -65,6 +67,24 @@ void install_wakeup_handler() {
     action.sa_handler = UTIL_empty_sighandler;
     action.sa_mask = wakeup_mask();
     ZEB_CHECK_ERRNO(sigaction(SIGUSR1, &action, nullptr) == 0);
+}
+
+// A thread that has ended by itself is not running any more, which is all that is wanted.
+bool cancel_thread(pthread_t thread, Caller caller) {
+    const int result = pthread_cancel(thread);
+    if (result == 0 || result == ESRCH)
+        return true;
+    diag_single_call(caller.file, caller.line, "pthread_cancel(thread)", result);
+    return false;
+}
+
+timespec deadline_after(double seconds) {
+    const FTIME at = UTIL_ftime() + seconds;
+    const double whole = std::floor(at);
+    timespec deadline;
+    deadline.tv_sec = static_cast<time_t>(whole);
+    deadline.tv_nsec = static_cast<long>((at - whole) * 1e9);
+    return deadline;
 }
 
 } // namespace
@@ -179,6 +199,48 @@ SignalsBlocked::SignalsBlocked() {
 void wake_thread(const pthread_t *thread) {
     if (thread != nullptr)
         pthread_kill(*thread, SIGUSR1);
+}
+
+bool start_thread(pthread_t **thread, void *(*run)(void *), void *param, Caller caller) {
+    *thread = static_cast<pthread_t *>(malloc(sizeof **thread));
+    if (*thread == nullptr) {
+        diag_assertion_error(caller.file, caller.line, "*thread != nullptr", errno);
+        return false;
+    }
+    const SignalsBlocked blocked;
+    const int result = pthread_create(*thread, nullptr, run, param);
+    if (result == 0)
+        return true;
+    diag_single_call(caller.file, caller.line, "pthread_create(*thread, nullptr, run, param)",
+                     result);
+    free(*thread);
+    *thread = nullptr;
+    return false;
+}
+
+bool stop_thread(pthread_t **thread, Caller caller) {
+    if (!cancel_thread(**thread, caller))
+        return false;
+    const int result = pthread_join(**thread, nullptr);
+    if (result != 0) {
+        diag_single_call(caller.file, caller.line, "pthread_join(**thread, nullptr)", result);
+        return false;
+    }
+    free(*thread);
+    *thread = nullptr;
+    return true;
+}
+
+void wait_slice(pthread_cond_t *cond, pthread_mutex_t *mutex, Caller caller) {
+    const timespec deadline = deadline_after(k_wait_slice);
+    const int result = pthread_cond_timedwait(cond, mutex, &deadline);
+    if (result == 0 || result == ETIMEDOUT || result == EINTR)
+        return;
+    diag_message(caller.file, caller.line,
+                 "Unknown error on pthread_cond_timedwait: %d:%s.  Inconsistant sycronization (I'm "
+                 "going to deadlock!), panic!",
+                 result, strerror(result));
+    _exit(1);
 }
 
 Io receive_step(int fh, void *data, size_t size, size_t *received) {

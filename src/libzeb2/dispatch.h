@@ -1,7 +1,8 @@
 // dispatch.h - what the modules that live in a select loop share. Internal, ground floor.
 //
-// Sockets to the station's servers, descriptor sets that never overrun, the set-up and the waking
-// of servicing threads, one bounded step of input or output, and the clock behind the silence rule.
+// Sockets to the station's servers, descriptor sets that never overrun, the set-up, the waking and
+// the loop of servicing threads, one bounded step of input or output, and the clock behind the
+// silence rule.
 //
 //   int fh = zeb::stream_socket(AF_UNIX);
 //   if (fh == -1 || !zeb::select_fits(fh) || !zeb::connect_local(fh, ".mainsocket")) ...
@@ -9,8 +10,10 @@
 #ifndef ZEB2_DISPATCH_H
 #define ZEB2_DISPATCH_H
 
+#include "diag.h"
 #include "port.h"
 
+#include <cerrno>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <signal.h>
@@ -88,6 +91,88 @@ class CancelGuard {
 
   private:
     int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
+// Where a report is to say that it comes from: the module, not this one.
+struct Caller {
+    const char *file;
+    int line;
+};
+#define ZEB_HERE (zeb::Caller{__FILE_NAME__, __LINE__})
+
+// Starts a thread whose handle *thread, allocated here, then owns; it is not reached by any signal
+// before it has set its own mask. False, reported and with *thread null, on failure.
+bool start_thread(pthread_t **thread, void *(*run)(void *), void *param, Caller caller);
+// Cancels a thread of start_thread, or finds it ended, joins it, frees the handle and makes it null.
+// False, reported and with everything left, on failure.
+bool stop_thread(pthread_t **thread, Caller caller);
+
+// Waits with the mutex held for news, 0.05 s at most: callers look at the exit poll that often. An
+// unknown error would leave them waiting for ever and ends the process.
+void wait_slice(pthread_cond_t *cond, pthread_mutex_t *mutex, Caller caller);
+
+// The four hooks of a link, and what its own thread does when the select has failed.
+template <class Link> struct LinkHooks {
+    BOOL (*init)(Link *, fd_set *, fd_set *, int *, pthread_t *);
+    BOOL (*pre_select)(Link *, fd_set *, fd_set *, int *);
+    BOOL (*post_select)(Link *, fd_set *, fd_set *, fd_set *, fd_set *, int *);
+    BOOL (*loop_continue)(Link *, fd_set *, fd_set *, int *);
+    void (*select_failed)(Link *, int error);
+};
+
+// One link in the select loop of its own thread, which prepare_thread has set up.
+template <class Link> class LinkLoop {
+  public:
+    LinkLoop(Link *lnk, const LinkHooks<Link> &hooks, const timespec &cycle)
+        : lnk_(lnk), hooks_(hooks), cycle_(cycle) {}
+    // Returns when the link is lost. Cancellation can happen between the hooks only.
+    void run() {
+        bool served = start();
+        while (served) {
+            pthread_testcancel();
+            served = serve_cycle();
+        }
+    }
+
+  private:
+    bool start() {
+        const CancelGuard uncancelled;
+        {
+            ZEB_LOCK(guard, &lnk_->mtx);
+            if (!ZEB_CHECK(lnk_->fh != -1))
+                return false;
+        }
+        FD_ZERO(&rx_);
+        FD_ZERO(&tx_);
+        return hooks_.init(lnk_, &rx_, &tx_, &fd_max_, nullptr);
+    }
+    bool serve_cycle() {
+        if (!pre_select())
+            return false;
+        fd_set sel_rx = rx_;
+        fd_set sel_tx = tx_;
+        const int result = pselect(fd_max_ + 1, &sel_rx, &sel_tx, nullptr, &cycle_, nullptr);
+        return serve_selected(result, errno, &sel_rx, &sel_tx);
+    }
+    bool pre_select() {
+        const CancelGuard uncancelled;
+        return hooks_.pre_select(lnk_, &rx_, &tx_, &fd_max_);
+    }
+    bool serve_selected(int result, int error, fd_set *sel_rx, fd_set *sel_tx) {
+        const CancelGuard uncancelled;
+        if (result > 0)
+            return hooks_.post_select(lnk_, &rx_, &tx_, sel_rx, sel_tx, &fd_max_);
+        if (result == 0 || error == EINTR)
+            return hooks_.loop_continue(lnk_, &rx_, &tx_, &fd_max_);
+        hooks_.select_failed(lnk_, error);
+        return false;
+    }
+
+    Link *lnk_;
+    const LinkHooks<Link> &hooks_;
+    const timespec &cycle_;
+    fd_set rx_, tx_;
+    int fd_max_ = 0;
 };
 
 // ---- One step of input or output on a socket ----

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -28,21 +27,11 @@ std::atomic<pthread_t *> g_zebfile_signal_thread;
 namespace {
 
 constexpr mode_t k_create_mode = 0666;
-constexpr double k_wait_slice = 0.05; // s
 constexpr size_t k_first_guess = 256; // bytes of a formatted text
 constexpr size_t k_largest = INT_MAX; // bytes of a buffer that still has a next power of two
 
 BOOL is_other_file(void *data, void *param) {
     return file_of(data)->fh != *static_cast<int *>(param);
-}
-
-timespec deadline_after(double seconds) {
-    const FTIME at = UTIL_ftime() + seconds;
-    const double whole = std::floor(at);
-    timespec deadline;
-    deadline.tv_sec = static_cast<time_t>(whole);
-    deadline.tv_nsec = static_cast<long>((at - whole) * 1e9);
-    return deadline;
 }
 
 // Counts a waiter for a scope, also when its thread is cancelled. With the mutex held at both ends.
@@ -261,15 +250,7 @@ void free_file(FileEntry *file) {
 
 void wait_for_news(FileEntry *file) {
     const WaiterScope waiting(file);
-    const timespec deadline = deadline_after(k_wait_slice);
-    const int result =
-        pthread_cond_timedwait(&file->nd_cond, &g_zebfile_open_files_mutex, &deadline);
-    if (result == 0 || result == ETIMEDOUT || result == EINTR)
-        return;
-    ZEB_REPORT("Unknown error on pthread_cond_timedwait: %d:%s.  Inconsistant sycronization (I'm "
-               "going to deadlock!), panic!",
-               result, strerror(result));
-    _exit(1);
+    wait_slice(&file->nd_cond, &g_zebfile_open_files_mutex, ZEB_HERE);
 }
 
 size_t grown_size(const FileEntry *file, size_t n) {

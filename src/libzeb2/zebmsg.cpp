@@ -118,55 +118,15 @@ void close_after_failed_select(ZEBMSG_link *lnk, int error) {
     zeb::link_lost(lnk);
 }
 
-// The part of a cycle that follows the select; false ends the thread.
-bool serve_selected(ZEBMSG_link *lnk, int result, int error, fd_set *rx, fd_set *tx, fd_set *sel_rx,
-                    fd_set *sel_tx, int *fd_max) {
-    zeb::CancelGuard uncancelled;
-    if (result > 0)
-        return ZEBMSG_dispatch_post_select(lnk, rx, tx, sel_rx, sel_tx, fd_max);
-    if (result == 0 || error == EINTR)
-        return ZEBMSG_dispatch_loop_continue(lnk, rx, tx, fd_max);
-    close_after_failed_select(lnk, error);
-    return false;
-}
-
-bool start_serving(ZEBMSG_link *lnk, fd_set *rx, fd_set *tx, int *fd_max) {
-    zeb::CancelGuard uncancelled;
-    FD_ZERO(rx);
-    FD_ZERO(tx);
-    return ZEBMSG_dispatch_init(lnk, rx, tx, fd_max, nullptr);
-}
-
-bool pre_select(ZEBMSG_link *lnk, fd_set *rx, fd_set *tx, int *fd_max) {
-    zeb::CancelGuard uncancelled;
-    return ZEBMSG_dispatch_pre_select(lnk, rx, tx, fd_max);
-}
-
-bool has_socket(ZEBMSG_link *lnk) {
-    zeb::CancelGuard uncancelled;
-    ZEB_LOCK(guard, &lnk->mtx);
-    return ZEB_CHECK(lnk->fh != -1);
-}
+constexpr zeb::LinkHooks<ZEBMSG_link> k_hooks = {
+    ZEBMSG_dispatch_init,          ZEBMSG_dispatch_pre_select, ZEBMSG_dispatch_post_select,
+    ZEBMSG_dispatch_loop_continue, close_after_failed_select,
+};
 
 void *serve_link(void *param) {
     zeb::prepare_thread(zeb::Wakeups::never);
-    auto *lnk = static_cast<ZEBMSG_link *>(param);
-    if (!has_socket(lnk))
-        return nullptr;
-    fd_set rx, tx;
-    int fd_max = 0;
-    start_serving(lnk, &rx, &tx, &fd_max);
-    for (;;) {
-        pthread_testcancel();
-        if (!pre_select(lnk, &rx, &tx, &fd_max))
-            return nullptr;
-        fd_set sel_rx = rx;
-        fd_set sel_tx = tx;
-        const int result = pselect(fd_max + 1, &sel_rx, &sel_tx, nullptr, &k_cycle, nullptr);
-        const int error = errno;
-        if (!serve_selected(lnk, result, error, &rx, &tx, &sel_rx, &sel_tx, &fd_max))
-            return nullptr;
-    }
+    zeb::LinkLoop(static_cast<ZEBMSG_link *>(param), k_hooks, k_cycle).run();
+    return nullptr;
 }
 
 // ---- Disconnecting ----
@@ -200,23 +160,6 @@ void close_if_up(ZEBMSG_link *lnk) {
     ZEB_LOCK(guard, &lnk->mtx);
     if (is_up(lnk))
         zeb::link_lost(lnk);
-}
-
-// A thread that has ended by itself is not running any more, which is all that is wanted.
-bool cancel_thread(pthread_t thread) {
-    const int result = pthread_cancel(thread);
-    if (result == 0 || result == ESRCH)
-        return true;
-    zeb::diag_single_call(__FILE_NAME__, __LINE__, "pthread_cancel(thread)", result);
-    return false;
-}
-
-bool stop_own_thread(ZEBMSG_link *lnk) {
-    if (!cancel_thread(*lnk->thd) || !ZEB_CHECK_CALL(pthread_join(*lnk->thd, nullptr)))
-        return false;
-    free(lnk->thd);
-    lnk->thd = nullptr;
-    return true;
 }
 
 ZEBMSG_LINK_STATUS status_of(ZEBMSG_link *lnk) {
@@ -282,16 +225,7 @@ BOOL ZEBMSG_multi_connect(ZEBMSG_connect_params *cp, ZEBMSG_link *conn) {
 BOOL ZEBMSG_connect(ZEBMSG_connect_params *cp, ZEBMSG_link *conn) {
     if (!ZEBMSG_multi_connect(cp, conn))
         return FALSE;
-    conn->thd = static_cast<pthread_t *>(malloc(sizeof *conn->thd));
-    if (!ZEB_CHECK_ERRNO(conn->thd != nullptr))
-        return FALSE;
-    const zeb::SignalsBlocked blocked;
-    if (!ZEB_CHECK_CALL(pthread_create(conn->thd, nullptr, serve_link, conn))) {
-        free(conn->thd);
-        conn->thd = nullptr;
-        return FALSE;
-    }
-    return TRUE;
+    return zeb::start_thread(&conn->thd, serve_link, conn, ZEB_HERE) ? TRUE : FALSE;
 }
 
 BOOL ZEBMSG_test_connected(ZEBMSG_link *lnk) {
@@ -334,7 +268,8 @@ void ZEBMSG_disconnect(ZEBMSG_link *lnk) {
     if (before == ZEBMSG_S_UNINITIALIZED)
         return;
     ZEBMSG_multi_disconnect(lnk);
-    if (before >= ZEBMSG_S_AWAITING_HANDSHAKE && lnk->thd != nullptr && !stop_own_thread(lnk))
+    if (before >= ZEBMSG_S_AWAITING_HANDSHAKE && lnk->thd != nullptr &&
+        !zeb::stop_thread(&lnk->thd, ZEB_HERE))
         return;
     ZEBMSG_multi_destroy(lnk);
 }
