@@ -24,6 +24,7 @@
 #include "physunits.h"
 #include "pid.h"
 #include "port.h"
+#include "serialcom.h"
 #include "sfmt.h"
 #include "smoother.h"
 #include "util.h"

@@ -13,7 +13,6 @@ namespace {
 constexpr size_t k_sync_size = 6;
 constexpr BYTE k_sync[k_sync_size] = {'2', 'B', 'E', 'Z', 0x01, 0x01}; // magic, version 0x0101
 constexpr size_t k_header_size = k_sync_size + sizeof(DWORD);
-constexpr size_t k_length_limit = 0xFFFFF;
 constexpr size_t k_smallest_buffer = 32;
 // A longer input is taken in slices, so that it cannot make the buffer grow beyond what a packet
 // may need.
@@ -89,7 +88,7 @@ bool accept_packet(NETMSG_buffer *buff, Input *in, NETMSG_recv_msg cb, void *par
     if (!in_sync(buff) || !gather(buff, in, k_header_size))
         return false;
     const DWORD length = payload_length(buff);
-    if (length >= k_length_limit) {
+    if (length >= NETMSG_PAYLOAD_LIMIT) {
         ZEB_REPORT("Oversized packet recieved (size specified as 0x%08X bytes)", length);
         resume_behind_header(buff);
         return true;
@@ -138,8 +137,8 @@ bool next_packet(NETMSG_buffer *buff, NETMSG_send_msg cb, void *param) {
     void *payload = nullptr;
     size_t size = 0;
     cb(&payload, &size, param);
-    const bool usable = payload != nullptr && size > 0 && size < k_length_limit;
-    if (payload != nullptr && size >= k_length_limit)
+    const bool usable = payload != nullptr && size > 0 && size < NETMSG_PAYLOAD_LIMIT;
+    if (payload != nullptr && size >= NETMSG_PAYLOAD_LIMIT)
         ZEB_REPORT("Maxium packet size exceeded, packet will not be sent");
     if (usable)
         load_packet(buff, payload, size);

@@ -22,6 +22,9 @@
 extern "C" {
 #endif
 
+/* Payloads are always shorter than this many bytes. */
+#define NETMSG_PAYLOAD_LIMIT 0xFFFFF
+
 /* The caller owns this record, the module owns its storage. */
 typedef struct NETMSG_buffer {
     BYTE *buff;        /* storage, or null */
