@@ -9,13 +9,13 @@
 //   loop.run_until([&] { return lnk.stat == ZEBMSG_S_OPEN; });
 #pragma once
 
+#include "scripted_peer.h"
 #include "support.h"
 #include "zebmsg.h"
 
 #include <cstring>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace zeb::test {
 
@@ -33,18 +33,11 @@ struct ServerMessage {
     }
 };
 
-// The pieces of the wire, written out here so that a test can also get them wrong.
-Bytes wire_u16(unsigned value);
-Bytes wire_u32(unsigned value);
-Bytes wire_text(const std::string &text); // 16-bit length and the characters
-Bytes operator+(Bytes left, const Bytes &right);
-// One frame around a payload.
-Bytes wire_frame(const Bytes &payload);
 // A message without a record package; record_name may announce one all the same.
 Bytes wire_message(const std::string &name, unsigned flags = 0, const std::string &dest = "",
                    const std::string &src = "", const std::string &record_name = "");
 
-class ScriptedServer {
+class ScriptedServer : public ScriptedConnection {
   public:
     ScriptedServer(); // local socket in a private directory, which ZEB2RUN names meanwhile
     explicit ScriptedServer(const std::string &address, int port = 0); // TCP; 0: any port
@@ -52,59 +45,33 @@ class ScriptedServer {
     int port() const { return port_; }
     const std::string &run_directory() const { return directory_.path(); }
 
-    // Takes the client that waits, or waits for one.
-    bool accept(double seconds = 20);
-    void send_bytes(const Bytes &bytes);
+    bool accept(double seconds = 20) { return accept_from(listener_, seconds); }
     // A message of the library's catalogue, framed.
     void send(NETMSG_type type, const std::string &src = "", const void *record = nullptr,
               size_t size = 0, const char *record_name = nullptr, DWORD flags = 0);
     void handshake(unsigned index);
     void heartbeat(unsigned index);
     void announce(const std::string &src, const NET_SERVER_InstrumentInfo &info);
-    void stop_reading(); // the client's next send finds nobody
-    void close_client(); // end of stream
-    void reset_client(); // connection reset (TCP)
-    int client() const { return client_; }
 
-    // What the client sent and is here already: everything as bytes, then as messages.
-    const Bytes &received_bytes();
+    // The next message of the client that is here already.
     std::optional<ServerMessage> next();
     // The same, waiting for a client that another thread services.
     std::optional<ServerMessage> wait_next(double seconds = 20);
-    bool client_gone(); // the client closed its end
 
     ScriptedServer(const ScriptedServer &) = delete;
     ScriptedServer &operator=(const ScriptedServer &) = delete;
 
   private:
-    void read_available();
     TempDir directory_;
     ScopedEnv run_;
     int listener_ = -1;
-    int client_ = -1;
     int port_ = 0;
-    bool gone_ = false;
-    Bytes raw_;
-    size_t taken_ = 0; // bytes of raw_ already given out as messages
 };
 
-// Services a link as a daemon's own loop would.
-class HookLoop {
+// Services one link.
+class HookLoop : public LinkHookLoop<ZEBMSG_link> {
   public:
     explicit HookLoop(ZEBMSG_link *lnk, pthread_t *thread = nullptr);
-    // One cycle with a short wait; false once a hook reported the link lost.
-    bool cycle();
-    // Cycles until the condition holds; false when the link is lost before or time runs out.
-    bool run_until(const std::function<bool()> &condition, double seconds = 20);
-    // Cycles until the link is lost.
-    bool run_until_lost(double seconds = 20);
-
-    fd_set rx, tx;
-    int fd_max = -1;
-    bool lost = false;
-
-  private:
-    ZEBMSG_link *lnk_;
 };
 
 } // namespace zeb::test
