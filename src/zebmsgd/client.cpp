@@ -3,23 +3,10 @@
 #include "serverkit/report.h"
 
 #include <cerrno>
-#include <sys/socket.h>
 
 namespace zebmsgd {
-namespace {
 
-constexpr size_t k_blocks = 1024; // as many as one call takes
-
-bool passes_by_itself(int error) {
-    return error == EAGAIN || error == EINTR || error == ENOBUFS || error == ENOMEM;
-}
-
-// A peer that went without a word is no fault of the server's; anything else deserves a line.
-bool is_hang_up(int error) {
-    return error == ECONNRESET || error == EPIPE;
-}
-
-} // namespace
+using serverkit::Transfer;
 
 std::string describe(const Client &client) {
     const std::string origin = " (" + client.origin + ")";
@@ -28,23 +15,10 @@ std::string describe(const Client &client) {
     return "client \"" + serverkit::printable(client.name) + "\"" + origin;
 }
 
-void Client::read_some(char *scratch, size_t scratch_size, const InBuffer::Sink &sink,
+void Client::read_some(char *scratch, size_t scratch_size, const serverkit::InBuffer::Sink &sink,
                        Router &router) {
-    iovec blocks[2];
-    const int used = in.prepare(blocks, scratch, scratch_size);
-    if (used == 0)
-        return router.doom(*this, "memory is short for what it sends");
-    const ssize_t count = readv(fd.get(), blocks, used);
-    if (count == 0)
-        return router.doom(*this, "it closed its connection", false);
-    if (count < 0) {
-        if (passes_by_itself(errno))
-            return;
-        return fail(router, "reading from it failed");
-    }
-    traffic.bytes_in += static_cast<uint64_t>(count);
-    if (!in.commit(static_cast<size_t>(count), blocks, used, sink) && doom == nullptr)
-        router.doom(*this, "memory is short for what it sends");
+    end(serverkit::receive(fd.get(), in, scratch, scratch_size, sink, traffic.bytes_in), router,
+        "reading from it failed");
     if (in.garbage() > 0 && !reported_garbage) {
         reported_garbage = true;
         serverkit::report("%s sends bytes that are no packet; they are skipped",
@@ -52,31 +26,23 @@ void Client::read_some(char *scratch, size_t scratch_size, const InBuffer::Sink 
     }
 }
 
-void Client::fail(Router &router, const char *what) {
-    if (doom == nullptr)
-        error = errno;
-    router.doom(*this, what, !is_hang_up(errno));
+void Client::flush(Router &router) {
+    end(serverkit::send_queued(fd.get(), out, traffic.bytes_out), router, "writing to it failed");
 }
 
-void Client::flush(Router &router) {
-    static iovec blocks[k_blocks];
-    while (!out.empty()) {
-        msghdr message{};
-        message.msg_iov = blocks;
-        message.msg_iovlen = out.gather(blocks, k_blocks);
-        size_t offered = 0;
-        for (size_t i = 0; i < message.msg_iovlen; ++i)
-            offered += blocks[i].iov_len;
-        const ssize_t sent = sendmsg(fd.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0) {
-            if (passes_by_itself(errno))
-                return;
-            return fail(router, "writing to it failed");
-        }
-        out.consume(static_cast<size_t>(sent));
-        traffic.bytes_out += static_cast<uint64_t>(sent);
-        if (static_cast<size_t>(sent) < offered)
-            return;
+void Client::end(Transfer transfer, Router &router, const char *failure) {
+    switch (transfer) {
+    case Transfer::going:
+    case Transfer::stopped: // the sink has seen to it
+        return;
+    case Transfer::ended:
+        return router.doom(*this, "it closed its connection", false);
+    case Transfer::no_memory:
+        return router.doom(*this, "memory is short for what it sends");
+    case Transfer::failed:
+        if (doom == nullptr)
+            error = errno;
+        router.doom(*this, failure, !serverkit::is_hang_up(errno));
     }
 }
 

@@ -2,9 +2,9 @@
 // gets.
 #pragma once
 
-#include "inbuffer.h"
 #include "router.h"
 #include "serverkit/sockets.h"
+#include "serverkit/stream.h"
 
 #include <string>
 
@@ -15,20 +15,22 @@ struct Client : Peer {
         : Peer(queue_limit), fd(std::move(socket)), origin(std::move(where)), connected(now) {}
 
     // Reads once and hands the payloads to `sink`, which returns false to stop.
-    void read_some(char *scratch, size_t scratch_size, const InBuffer::Sink &sink, Router &router);
+    void read_some(char *scratch, size_t scratch_size, const serverkit::InBuffer::Sink &sink,
+                   Router &router);
     // Sends what the socket takes.
     void flush(Router &router);
 
     serverkit::UniqueFd fd;
     std::string origin; // "pid 123" or an address with its port
     double connected;   // when, monotonic
-    InBuffer in;
+    serverkit::InBuffer in;
     uint32_t interest = 0; // what epoll was asked for
     int error = 0;         // of the system, when it is behind the doom
     bool reported_garbage = false;
 
   private:
-    void fail(Router &router, const char *what); // errno says why
+    // What becomes of the client after a transfer; `failure` is its doom when errno says why.
+    void end(serverkit::Transfer transfer, Router &router, const char *failure);
 };
 
 // "client "cpc1" (pid 123)", or "connection (pid 123)" before its handshake.

@@ -173,7 +173,7 @@ void Router::route(Peer &from, const Message &message) {
         drop(from, "sent the server a message that it does not know");
         return;
     }
-    const Frame frame = Frame::of_message(message, from.name);
+    const Frame frame = frame_message(message, from.name);
     if (!frame) {
         drop(from, "a message is too long to pass on");
         return;

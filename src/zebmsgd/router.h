@@ -2,7 +2,7 @@
 #pragma once
 
 #include "filters.h"
-#include "outqueue.h"
+#include "serverkit/outqueue.h"
 #include "wire.h"
 
 #include <cstdint>
@@ -45,7 +45,7 @@ struct Peer {
     bool greeted = false; // its own notice of connecting has passed, retained messages follow
     FilterList filters;
     Announcement announced;
-    OutQueue out;
+    serverkit::OutQueue out;
     Traffic traffic;
     double last_echo = 0;
     double unanswered_since = 0; // when the first heartbeat after the last echo left; 0: none

@@ -3,24 +3,17 @@
 #include "records.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cmath>
-#include <csignal>
 #include <cstring>
-#include <ctime>
 #include <netinet/tcp.h>
 #include <new>
-#include <sys/epoll.h>
-#include <sys/resource.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace zebmsgd {
 namespace {
 
+using serverkit::monotonic;
 using serverkit::report;
-using serverkit::report_errno;
 using serverkit::UniqueFd;
 
 constexpr size_t k_scratch = 65536;
@@ -31,34 +24,6 @@ constexpr double k_status_patience = 10;
 constexpr double k_drain = 2;
 constexpr double k_accept_pause = 1;
 constexpr int k_accepts = 64; // per cycle and socket
-
-double monotonic() {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-// As many descriptors as the clients need, when the system's limit lets us.
-void raise_descriptor_limit(size_t clients) {
-    const rlim_t wanted = clients + k_newcomers + k_status_readers + 32;
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted)
-        return;
-    limit.rlim_cur = std::min(wanted, limit.rlim_max);
-    setrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur < wanted)
-        report("only %lu descriptors are allowed; %zu clients need %lu",
-               static_cast<unsigned long>(limit.rlim_cur), clients,
-               static_cast<unsigned long>(wanted));
-}
-
-std::string local_origin(int fd) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
-        return "local";
-    return "pid " + std::to_string(peer.pid);
-}
 
 } // namespace
 
@@ -74,37 +39,15 @@ Server::Server(const Config &config, std::string version)
 }
 
 bool Server::watch(int fd, Kind kind, uint32_t events) {
-    epoll_event event{};
-    event.events = events;
-    event.data.u64 = static_cast<uint64_t>(kind) << 32 | static_cast<uint32_t>(fd);
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) == 0)
-        return true;
-    report_errno("cannot watch a descriptor");
-    return false;
-}
-
-bool Server::open_signals() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    signals_.reset(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
-    if (signals_)
-        return watch(signals_.get(), Kind::signal, EPOLLIN);
-    report_errno("cannot wait for signals");
-    return false;
+    return watch_.add(fd, static_cast<uint32_t>(kind), events);
 }
 
 bool Server::open() {
-    epoll_.reset(epoll_create1(EPOLL_CLOEXEC));
-    if (!epoll_) {
-        report_errno("cannot create the event loop");
+    if (!watch_.open())
         return false;
-    }
-    raise_descriptor_limit(config_.limits.clients);
-    if (!open_signals())
+    serverkit::raise_descriptor_limit(config_.limits.clients + k_newcomers + k_status_readers + 32);
+    signals_ = serverkit::catch_stop_signals();
+    if (!signals_ || !watch(signals_.get(), Kind::signal, EPOLLIN))
         return false;
     auto local = serverkit::listen_local(serverkit::run_path(".mainsocket"), config_.access);
     if (!local)
@@ -125,18 +68,14 @@ bool Server::open() {
 bool Server::run() {
     epoll_event events[k_events];
     while (!stopped()) {
-        const double wait = std::max(0.0, next_deadline() - monotonic());
-        const int timeout = static_cast<int>(std::min(std::ceil(wait * 1000), 60000.0));
-        const int count = epoll_wait(epoll_.get(), events, k_events, timeout);
-        if (count < 0 && errno != EINTR) {
-            report_errno("the event loop failed");
+        const int count = watch_.wait(events, k_events, next_deadline() - monotonic());
+        if (count < 0)
             return false;
-        }
         now_ = monotonic();
         try {
             for (int i = 0; i < count; ++i)
-                dispatch(static_cast<Kind>(events[i].data.u64 >> 32),
-                         static_cast<int>(events[i].data.u64 & 0xffffffff));
+                dispatch(static_cast<Kind>(serverkit::Watch::kind(events[i])),
+                         serverkit::Watch::fd(events[i]));
             run_timers();
             settle();
             if (memory_fault_.over() > 0)
@@ -151,12 +90,10 @@ bool Server::run() {
 
 void Server::dispatch(Kind kind, int fd) {
     switch (kind) {
-    case Kind::signal: {
-        signalfd_siginfo info{};
-        if (read(signals_.get(), &info, sizeof info) == sizeof info)
+    case Kind::signal:
+        if (serverkit::take_signal(signals_))
             stop();
         return;
-    }
     case Kind::local:
     case Kind::tcp:
     case Kind::status:
@@ -179,20 +116,24 @@ bool Server::accept_one(int fd, Kind kind) {
     if (resume_at_ != 0 || stop_deadline_ != 0)
         return false;
     sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    UniqueFd connection(
-        accept4(fd, reinterpret_cast<sockaddr *>(&address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    if (!connection) {
-        const int error = errno;
-        accept_failed(error);
-        return error == ECONNABORTED || error == EINTR;
+    UniqueFd connection;
+    switch (acceptor_.accept(fd, connection, address)) {
+    case serverkit::Acceptor::Result::accepted:
+        break;
+    case serverkit::Acceptor::Result::again:
+        return true;
+    case serverkit::Acceptor::Result::none:
+        return false;
+    case serverkit::Acceptor::Result::pause:
+        pause_listening();
+        return false;
     }
     if (kind == Kind::status) {
         open_status(std::move(connection));
         return true;
     }
     if (kind == Kind::local) {
-        std::string origin = local_origin(connection.get());
+        std::string origin = serverkit::local_origin(connection.get());
         admit(std::move(connection), std::move(origin));
         return true;
     }
@@ -205,21 +146,6 @@ bool Server::accept_one(int fd, Kind kind) {
     setsockopt(connection.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     admit(std::move(connection), origin);
     return true;
-}
-
-void Server::accept_failed(int error) {
-    if (error == EINTR || error == ECONNABORTED)
-        return;
-    if (error == EAGAIN) { // nobody waits: only now a fault is over
-        if (const size_t failures = accept_fault_.over())
-            report("connections are accepted again, after %zu failures", failures);
-        return;
-    }
-    ++totals_.failed_accepts;
-    errno = error;
-    if (accept_fault_.occurred())
-        report_errno("cannot accept connections for now");
-    pause_listening(); // the connection stays ready: waiting on it would spin
 }
 
 void Server::refuse(const std::string &origin, const char *why) {
@@ -248,7 +174,7 @@ void Server::pause_listening() {
     resume_at_ = now_ + k_accept_pause;
     for (const int fd : {local_->fd(), status_->fd(), tcp_.get()})
         if (fd >= 0)
-            epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, fd, nullptr);
+            watch_.remove(fd);
 }
 
 void Server::resume_listening() {
@@ -286,11 +212,7 @@ void Server::change(Client &client) {
         wanted |= EPOLLOUT;
     if (wanted == client.interest)
         return;
-    epoll_event event{};
-    event.events = wanted;
-    event.data.u64 =
-        static_cast<uint64_t>(Kind::client) << 32 | static_cast<uint32_t>(client.fd.get());
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, client.fd.get(), &event) == 0)
+    if (watch_.change(client.fd.get(), static_cast<uint32_t>(Kind::client), wanted))
         client.interest = wanted;
 }
 
@@ -336,6 +258,7 @@ void Server::close_client(Client &client) {
 
 Totals Server::totals() const {
     Totals totals = totals_;
+    totals.failed_accepts = acceptor_.failures();
     totals.uptime = now_ - started_;
     totals.heartbeat = protocol_.heartbeat_index();
     totals.retained = router_.retained();

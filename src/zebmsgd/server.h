@@ -4,6 +4,7 @@
 #include "client.h"
 #include "config.h"
 #include "protocol.h"
+#include "serverkit/loop.h"
 #include "serverkit/report.h"
 #include "serverkit/sockets.h"
 #include "status.h"
@@ -36,14 +37,12 @@ class Server {
     };
     using StatusReaders = std::list<StatusReader>;
 
-    bool open_signals();
     bool watch(int fd, Kind kind, uint32_t events);
     void change(Client &client);
 
     void dispatch(Kind kind, int fd);
     void accept_all(int fd, Kind kind);
     bool accept_one(int fd, Kind kind);
-    void accept_failed(int error);
     void admit(serverkit::UniqueFd fd, std::string origin);
     void pause_listening();
     void resume_listening();
@@ -76,7 +75,7 @@ class Server {
     double stop_deadline_ = 0; // 0: not stopping
     double resume_at_ = 0;     // 0: listening
 
-    serverkit::UniqueFd epoll_;
+    serverkit::Watch watch_;
     serverkit::UniqueFd signals_;
     std::optional<serverkit::LocalListener> local_;
     std::optional<serverkit::LocalListener> status_;
@@ -85,7 +84,7 @@ class Server {
     std::unordered_map<int, std::unique_ptr<Client>> clients_;
     StatusReaders readers_;
     std::unique_ptr<char[]> scratch_;
-    serverkit::Fault accept_fault_;
+    serverkit::Acceptor acceptor_;
     serverkit::Fault refusal_fault_;
     serverkit::Fault memory_fault_;
     Totals totals_;

@@ -45,32 +45,18 @@ TEST(Wire, ALengthBeyondTheMessageIsRefused) {
     EXPECT_FALSE(parse_message(std::string("\0\0\0\0\xff\xff", 6) + "MSG"));
 }
 
-TEST(Wire, AFrameIsTheHeaderAndThePayload) {
-    EXPECT_EQ(text_of(Frame::of_payload("abc")),
-              text_of(zeb::test::from_hex("32 42 45 5a 01 01 03 00 00 00 \"abc\"")));
-}
-
-TEST(Wire, AnEmptyPayloadMakesAFrameOfTenBytes) {
-    EXPECT_EQ(Frame::of_payload("").size(), 10u);
-}
-
 TEST(Wire, ARelayedMessageDiffersInItsSourceNameOnly) {
     const std::string payload = packed(0x80000001, "MSG_X", "d", "liar", "Rec", "package+trailer");
-    const Frame frame = Frame::of_message(*parse_message(payload), "cpc1");
+    const Frame frame = frame_message(*parse_message(payload), "cpc1");
     EXPECT_EQ(text_of(frame),
               framed(packed(0x80000001, "MSG_X", "d", "cpc1", "Rec", "package+trailer")));
-}
-
-TEST(Wire, APayloadOfTheLimitIsNotFramed) {
-    EXPECT_TRUE(Frame::of_payload(std::string(0xFFFFE, 'x')));
-    EXPECT_FALSE(Frame::of_payload(std::string(0xFFFFF, 'x')));
 }
 
 TEST(Wire, AMessageThatItsSourceNameMakesTooLongIsNotFramed) {
     const std::string payload = packed(1, "M", "", "", "", std::string(0xFFFFE - 13, 'x'));
     ASSERT_EQ(payload.size(), 0xFFFFEu);
-    EXPECT_TRUE(Frame::of_message(*parse_message(payload), ""));
-    EXPECT_FALSE(Frame::of_message(*parse_message(payload), "n"));
+    EXPECT_TRUE(frame_message(*parse_message(payload), ""));
+    EXPECT_FALSE(frame_message(*parse_message(payload), "n"));
 }
 
 } // namespace

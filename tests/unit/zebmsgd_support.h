@@ -19,7 +19,7 @@ inline std::vector<Received> take(zebmsgd::Peer &peer) {
         iovec block;
         peer.out.gather(&block, 1);
         const std::string_view frame(static_cast<const char *>(block.iov_base), block.iov_len);
-        result.push_back(unpacked(frame.substr(zebmsgd::k_frame_header)));
+        result.push_back(unpacked(frame.substr(serverkit::k_frame_header)));
         peer.out.consume(block.iov_len);
     }
     return result;

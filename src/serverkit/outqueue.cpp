@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zebmsgd {
+namespace serverkit {
 
 bool OutQueue::push(const Frame &frame) {
     if (load() + frame.size() + k_frame_cost > limit_)
@@ -32,4 +32,4 @@ void OutQueue::consume(size_t count) {
     }
 }
 
-} // namespace zebmsgd
+} // namespace serverkit

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace zebmsgd {
+namespace serverkit {
 namespace {
 
 constexpr size_t k_signature = sizeof k_frame_signature - 1;
@@ -143,4 +143,4 @@ bool InBuffer::commit(size_t count, const iovec (&blocks)[2], int used, const Si
     return accept({static_cast<const char *>(blocks[next].iov_base), count}, sink);
 }
 
-} // namespace zebmsgd
+} // namespace serverkit

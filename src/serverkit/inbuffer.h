@@ -4,14 +4,14 @@
 // kept, in storage that grows with the bytes received and not with the length that was announced.
 #pragma once
 
-#include "wire.h"
+#include "frame.h"
 
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <sys/uio.h>
 
-namespace zebmsgd {
+namespace serverkit {
 
 class InBuffer {
   public:
@@ -48,4 +48,4 @@ class InBuffer {
     size_t garbage_ = 0;
 };
 
-} // namespace zebmsgd
+} // namespace serverkit

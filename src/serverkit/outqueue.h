@@ -1,12 +1,12 @@
 // outqueue.h - what waits to be sent to one client: a bounded queue of shared frames.
 #pragma once
 
-#include "wire.h"
+#include "frame.h"
 
 #include <deque>
 #include <sys/uio.h>
 
-namespace zebmsgd {
+namespace serverkit {
 
 class OutQueue {
   public:
@@ -35,4 +35,4 @@ class OutQueue {
     size_t limit_;
 };
 
-} // namespace zebmsgd
+} // namespace serverkit

@@ -1,4 +1,4 @@
-#include "zebmsgd/inbuffer.h"
+#include "serverkit/inbuffer.h"
 
 #include "packets.h"
 
@@ -8,7 +8,7 @@
 
 using zeb::test::framed;
 using zeb::test::u32;
-using zebmsgd::InBuffer;
+using serverkit::InBuffer;
 
 namespace {
 

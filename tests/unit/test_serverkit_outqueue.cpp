@@ -1,10 +1,10 @@
-#include "zebmsgd/outqueue.h"
+#include "serverkit/outqueue.h"
 
 #include <gtest/gtest.h>
 #include <string>
 
-using zebmsgd::Frame;
-using zebmsgd::OutQueue;
+using serverkit::Frame;
+using serverkit::OutQueue;
 
 namespace {
 

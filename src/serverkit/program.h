@@ -1,0 +1,23 @@
+// program.h - the main program of a server: command line, configuration, start and end.
+#pragma once
+
+#include <zeb2/conf.h>
+
+namespace serverkit {
+
+struct Program {
+    const char *name;
+    const char *description;
+    const char *version;
+    const char *verbose_help;
+    // Serves until it is told to stop; the exit status. `tree` may be null.
+    int (*serve)(CONF_node *tree, bool verbose);
+};
+
+constexpr int k_exit_failure = 1;
+constexpr int k_exit_usage = 2;
+
+// Returns the exit status of the process.
+int run_program(const Program &program, int argc, char **argv);
+
+} // namespace serverkit
