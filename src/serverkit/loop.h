@@ -18,7 +18,7 @@ double monotonic();
 // Watched descriptors, each with a number of the server's that says what it is.
 class Watch {
   public:
-    bool open(); // false when it fails (reported)
+    bool open();                                      // false when it fails (reported)
     bool add(int fd, uint32_t kind, uint32_t events); // likewise
     bool change(int fd, uint32_t kind, uint32_t events);
     void remove(int fd);

@@ -54,4 +54,22 @@ std::string printable(std::string_view text, size_t longest) {
     return text.size() > longest ? result + "..." : result;
 }
 
+void Complaints::about(double now, const std::string &who, const std::string &what) {
+    constexpr double k_minute = 60;
+    if (written_ == 0 || now - since_ >= k_minute) {
+        if (left_out_ > 0)
+            report("%zu more lines about clients were left out", left_out_);
+        since_ = now;
+        written_ = left_out_ = 0;
+    }
+    if (written_ >= per_minute_) {
+        ++left_out_;
+        return;
+    }
+    ++written_;
+    report("%s: %s", who.c_str(), what.c_str());
+    if (written_ == per_minute_)
+        report("more lines about clients are left out for a minute");
+}
+
 } // namespace serverkit

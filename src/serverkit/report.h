@@ -33,4 +33,19 @@ class Fault {
     size_t count_ = 0;
 };
 
+// Lines about what clients do wrong. Who does it all day must not fill a disk: beyond a number of
+// lines per minute they are only counted.
+class Complaints {
+  public:
+    explicit Complaints(size_t per_minute = 30) : per_minute_(per_minute) {}
+    // "WHO: WHAT"; `now` in seconds on any clock.
+    void about(double now, const std::string &who, const std::string &what);
+
+  private:
+    size_t per_minute_;
+    size_t written_ = 0;
+    size_t left_out_ = 0;
+    double since_ = 0;
+};
+
 } // namespace serverkit

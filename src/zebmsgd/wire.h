@@ -28,7 +28,8 @@ struct Message {
 // Nothing when the payload ends before its announced fields, or has no message name.
 std::optional<Message> parse_message(std::string_view payload);
 
-// Packs and frames `message` with another source name. Empty when it is too long or memory is short.
+// Packs and frames `message` with another source name. Empty when it is too long or memory is
+// short.
 Frame frame_message(const Message &message, std::string_view source);
 
 } // namespace zebmsgd

@@ -1,0 +1,28 @@
+// config.h - the server's keys in the station's configuration.
+#pragma once
+
+#include "ports.h"
+#include "serverkit/sockets.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <zeb2/conf.h>
+
+namespace zebseriald {
+
+struct Config {
+    serverkit::LocalAccess access;
+    double heartbeat_timeout = 30;
+    double handshake_timeout = 10;
+    std::string repeater_directory = "/var/log/zeb";
+    Limits limits;
+    std::vector<PortConfig> ports;
+    bool verbose = false;
+};
+
+// Nothing when a value cannot be used; each such is reported. `root` may be null.
+std::optional<Config> read_config(CONF_node *root);
+
+} // namespace zebseriald
