@@ -58,7 +58,7 @@ void Complaints::about(double now, const std::string &who, const std::string &wh
     constexpr double k_minute = 60;
     if (written_ == 0 || now - since_ >= k_minute) {
         if (left_out_ > 0)
-            report("%zu more lines about clients were left out", left_out_);
+            report("%zu lines like the next were left out", left_out_);
         since_ = now;
         written_ = left_out_ = 0;
     }
@@ -67,9 +67,8 @@ void Complaints::about(double now, const std::string &who, const std::string &wh
         return;
     }
     ++written_;
-    report("%s: %s", who.c_str(), what.c_str());
-    if (written_ == per_minute_)
-        report("more lines about clients are left out for a minute");
+    const char *last = written_ < per_minute_ ? "" : " (more like this are left out for a minute)";
+    report("%s: %s%s", who.c_str(), what.c_str(), last);
 }
 
 } // namespace serverkit

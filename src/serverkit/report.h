@@ -33,8 +33,8 @@ class Fault {
     size_t count_ = 0;
 };
 
-// Lines about what clients do wrong. Who does it all day must not fill a disk: beyond a number of
-// lines per minute they are only counted.
+// Lines about faults that may come and go all day, a client's or a cable's. They must not fill a
+// disk: beyond a number of lines per minute they are only counted.
 class Complaints {
   public:
     explicit Complaints(size_t per_minute = 30) : per_minute_(per_minute) {}

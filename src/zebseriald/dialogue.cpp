@@ -209,7 +209,7 @@ void Dialogue::go_on(double now) {
 
 void Dialogue::begin_read(double now) {
     const Request &request = active_->request;
-    port_->read_input(now); // what has come before the request counts
+    port_->read_input(now, Port::Depth::all); // what has come before the request counts
     Read &read = active_->read;
     read.type = request.type;
     read.timeout = request.timeout;
@@ -244,7 +244,7 @@ void Dialogue::begin_echo(double) {
 }
 
 void Dialogue::begin_reset(double now) {
-    port_->read_input(now); // for the others
+    port_->read_input(now, Port::Depth::all); // for the others
     const bool open = port_->reset(now);
     position_ = port_->input().end();
     finish(open);
@@ -252,8 +252,8 @@ void Dialogue::begin_reset(double now) {
 
 bool Dialogue::write_data(double now) {
     const std::string &data = active_->request.data;
-    if (port_->queue(number_, data))
-        return port_->write_output();
+    if (port_->queue(number_, data, now))
+        return port_->write_output(now);
     complain(now, "there is no room for " + std::to_string(data.size()) + " more bytes to write");
     return false;
 }

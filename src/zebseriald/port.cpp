@@ -10,11 +10,8 @@
 namespace zebseriald {
 namespace {
 
-using serverkit::printable;
-using serverkit::report;
-
 constexpr size_t k_scratch = 65536;
-constexpr int k_reads = 16; // per call: a busy line must not keep the others waiting
+constexpr int k_reads = 16; // at most: a busy line must not keep the others waiting
 constexpr size_t k_kept_output = 16384;
 constexpr double k_shortest_poll = 0.001;
 constexpr double k_longest_poll = 0.02;
@@ -34,6 +31,10 @@ Port::~Port() {
     close_device(device_);
 }
 
+void Port::say(double now, const std::string &what) {
+    lines_.about(now, "port \"" + serverkit::printable(path(), 255) + "\"", what);
+}
+
 void Port::stir() {
     if (!stirred && on_stir)
         on_stir(*this);
@@ -47,10 +48,10 @@ bool Port::open(double now, OpenFailure &failure) {
     if (!device)
         return false;
     if (!fault_.empty())
-        report("port \"%s\" is open", printable(path(), 255).c_str());
+        say(now, "it is open");
     fault_.clear();
     device_ = std::move(*device);
-    last_input_ = now;
+    opened_ = last_input_ = now;
     interest = 0;
     if (on_open)
         on_open(*this);
@@ -63,22 +64,21 @@ bool Port::open_or_report(double now) {
     if (open(now, failure))
         return true;
     // A lost device is mentioned; that it is then not there goes without saying.
-    const bool mentioned = failure.why == fault_ || fault_ == k_lost;
-    if (!mentioned) {
-        report("port \"%s\" cannot be opened: %s; trying every second",
-               printable(path(), 255).c_str(), failure.why.c_str());
+    if (failure.why != fault_ && fault_ != k_lost) {
+        say(now, "it cannot be opened: " + failure.why + "; trying every second");
         fault_ = failure.why;
     }
     retry_at = now + k_retry;
     return false;
 }
 
-void Port::lose(const char *why) {
-    report("port \"%s\" is lost: %s; trying every second", printable(path(), 255).c_str(), why);
+void Port::lose(const char *why, double now) {
+    if (!users_.empty())
+        say(now, std::string("it is lost: ") + why + "; trying every second");
     fault_ = k_lost;
     close_device(device_);
     discard_output();
-    retry_at = 0;
+    retry_at = opened_ + k_retry; // at once, unless it breaks whenever it is opened
     ++breaks_;
     stir();
 }
@@ -91,24 +91,22 @@ bool Port::reset(double now) {
     return open_or_report(now);
 }
 
-bool Port::read_input(double now) {
+bool Port::read_input(double now, Depth depth) {
     static char scratch[k_scratch];
-    for (int i = 0; i < k_reads && present(); ++i) {
+    const int reads = depth == Depth::once ? 1 : k_reads;
+    for (int i = 0; i < reads && present(); ++i) {
         const ssize_t count = read(fd(), scratch, sizeof scratch);
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
             return true;
         if (count <= 0) {
-            lose(count == 0 ? "it has hung up" : strerror(errno));
+            lose(count == 0 ? "hang-up" : strerror(errno), now);
             return false;
         }
         const std::string_view bytes(scratch, static_cast<size_t>(count));
         input_.append(bytes);
         last_input_ = now;
-        repeat(Direction::input, bytes);
+        repeat(Direction::input, bytes, now);
         stir();
-        // A terminal hands out what it has; asking again would mostly hear that there is nothing.
-        if (static_cast<size_t>(count) < 1024)
-            return true;
     }
     return present();
 }
@@ -122,23 +120,23 @@ bool Port::set_line(const Line &line, std::string &why) {
 
 // --- what goes out -----------------------------------------------------------------------------
 
-bool Port::queue(uint64_t writer, std::string_view bytes) {
+bool Port::queue(uint64_t writer, std::string_view bytes, double now) {
     if (queued() + bytes.size() > limits_.output_bytes)
         return false;
     output_.append(bytes);
     echo_.append(writer, bytes);
-    repeat(Direction::output, bytes);
+    repeat(Direction::output, bytes, now);
     stir();
     return true;
 }
 
-bool Port::write_output() {
+bool Port::write_output(double now) {
     while (present() && queued() > 0) {
         const ssize_t count = write(fd(), output_.data() + output_sent_, queued());
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
             break;
         if (count < 0) {
-            lose(strerror(errno));
+            lose(strerror(errno), now);
             return false;
         }
         if (count == 0)
@@ -208,9 +206,9 @@ bool Port::remove_repeater(const std::string &name) {
     return repeaters_.remove_if([&](const Repeater &r) { return r.name() == name; }) > 0;
 }
 
-void Port::repeat(Direction direction, std::string_view bytes) {
+void Port::repeat(Direction direction, std::string_view bytes, double now) {
     for (Repeater &repeater : repeaters_)
-        repeater.write(direction, bytes);
+        repeater.write(direction, bytes, now);
 }
 
 // --- who uses it -------------------------------------------------------------------------------
@@ -218,6 +216,7 @@ void Port::repeat(Direction direction, std::string_view bytes) {
 void Port::attach(Dialogue &dialogue) {
     users_.push_back(&dialogue);
     linger_until = 0;
+    stir(); // a missing device is looked for from now on
 }
 
 void Port::detach(Dialogue &dialogue) {

@@ -41,15 +41,16 @@ class Port {
     // The same for a device that is expected: a fault is reported once for as long as it lasts.
     bool open_or_report(double now);
     bool reset(double now); // closes and reopens; what waits fails
-    // Takes what has come; false when the device is lost (reported).
-    bool read_input(double now);
+    // Takes some of what has come, or all of it; false when the device is lost (reported).
+    enum class Depth { once, all };
+    bool read_input(double now, Depth depth);
     // Writes what the device takes; false as above.
-    bool write_output();
+    bool write_output(double now);
     bool set_line(const Line &line, std::string &why);
 
     // --- what goes out ---
     // False when there is no room for it.
-    bool queue(uint64_t writer, std::string_view bytes);
+    bool queue(uint64_t writer, std::string_view bytes, double now);
     size_t queued() const { return output_.size() - output_sent_; }
     uint64_t queued_until() const { return written_ + queued(); }
     // Whether the line has sent everything up to a position of the output.
@@ -90,10 +91,13 @@ class Port {
     std::function<void(Port &)> on_open;
 
   private:
+    static constexpr size_t k_lines_per_minute = 10;
+
     void stir();
-    void lose(const char *why);
+    void lose(const char *why, double now);
+    void say(double now, const std::string &what);
     void discard_output();
-    void repeat(Direction direction, std::string_view bytes);
+    void repeat(Direction direction, std::string_view bytes, double now);
 
     Target target_;
     const Limits &limits_;
@@ -109,7 +113,9 @@ class Port {
     Dialogue *exclusive_ = nullptr;
     std::list<Repeater> repeaters_;
     unsigned breaks_ = 0;
+    double opened_ = 0;
     std::string fault_; // why the device is missing, as last reported
+    serverkit::Complaints lines_{k_lines_per_minute};
 };
 
 } // namespace zebseriald

@@ -45,8 +45,8 @@ UniqueFd open_pipe(const std::string &path) {
 UniqueFd open_file(const std::string &path, const std::string &directory, std::string &why) {
     const size_t slash = path.rfind('/');
     const auto allowed = real_path(directory);
-    const auto parent = real_path(slash == 0 ? "/" : path.substr(0, slash));
-    if (!allowed || !parent) {
+    const auto parent = allowed ? real_path(path.substr(0, slash + 1)) : std::nullopt;
+    if (!parent) {
         why = "its directory cannot be used: " + std::string(strerror(errno));
         return UniqueFd();
     }
@@ -104,17 +104,17 @@ std::optional<Repeater> Repeater::open(const std::string &name, unsigned char mo
     return Repeater(std::move(fd), name, mode, by_line);
 }
 
-void Repeater::write(Direction direction, std::string_view bytes) {
+void Repeater::write(Direction direction, std::string_view bytes, double now) {
     const auto bit = static_cast<unsigned char>(direction);
     if ((mode_ & bit) == 0 || bytes.empty())
         return;
     if (by_line_)
-        write_lines(held_[bit - 1], bytes);
+        write_lines(held_[bit - 1], bytes, now);
     else
-        put(bytes);
+        put(bytes, now);
 }
 
-void Repeater::write_lines(std::string &held, std::string_view bytes) {
+void Repeater::write_lines(std::string &held, std::string_view bytes, double now) {
     while (!bytes.empty()) {
         const size_t end = bytes.find('\n');
         const size_t count = std::min(end == std::string_view::npos ? bytes.size() : end + 1,
@@ -123,24 +123,26 @@ void Repeater::write_lines(std::string &held, std::string_view bytes) {
         bytes.remove_prefix(count);
         if (held.back() != '\n' && held.size() < k_longest_line)
             continue;
-        put(held);
+        put(held, now);
         held.clear();
     }
 }
 
-void Repeater::put(std::string_view bytes) {
+void Repeater::put(std::string_view bytes, double now) {
     const ssize_t count = ::write(fd_.get(), bytes.data(), bytes.size());
     if (count == static_cast<ssize_t>(bytes.size())) {
         if (const size_t lost = fault_.over())
-            serverkit::report("repeater \"%s\" is written again; %zu pieces were lost",
-                              printable(name_).c_str(), lost);
+            say(now, "it is written again; pieces lost: " + std::to_string(lost));
         return;
     }
     const int error = count < 0 ? errno : EAGAIN;
     if (fault_.occurred())
-        serverkit::report("repeater \"%s\" cannot be written: %s; what it misses is lost",
-                          printable(name_).c_str(),
-                          error == EAGAIN ? "nobody reads the pipe" : strerror(error));
+        say(now, std::string("it misses what comes: ") +
+                     (error == EAGAIN ? "nobody takes more of it" : strerror(error)));
+}
+
+void Repeater::say(double now, const std::string &what) {
+    lines_.about(now, "repeater \"" + printable(name_, 255) + "\"", what);
 }
 
 } // namespace zebseriald

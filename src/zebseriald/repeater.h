@@ -23,13 +23,16 @@ class Repeater {
                                         const std::string &directory, std::string &why);
 
     const std::string &name() const { return name_; }
-    void write(Direction direction, std::string_view bytes);
+    void write(Direction direction, std::string_view bytes, double now);
 
   private:
+    static constexpr size_t k_lines_per_minute = 4;
+
     Repeater(serverkit::UniqueFd fd, std::string name, unsigned char mode, bool by_line)
         : fd_(std::move(fd)), name_(std::move(name)), mode_(mode), by_line_(by_line) {}
-    void write_lines(std::string &held, std::string_view bytes);
-    void put(std::string_view bytes);
+    void write_lines(std::string &held, std::string_view bytes, double now);
+    void put(std::string_view bytes, double now);
+    void say(double now, const std::string &what);
 
     serverkit::UniqueFd fd_;
     std::string name_;
@@ -37,6 +40,7 @@ class Repeater {
     bool by_line_;
     std::string held_[2]; // the line that has begun, per direction
     serverkit::Fault fault_;
+    serverkit::Complaints lines_{k_lines_per_minute};
 };
 
 } // namespace zebseriald

@@ -72,6 +72,7 @@ bool Server::run() {
         } catch (const std::bad_alloc &) {
             if (memory_fault_.occurred())
                 report("memory is short; what could not be done is left");
+            wake_at(now_ + 1); // timers may be among it
         }
     }
     return true;
@@ -145,8 +146,8 @@ void Server::serve_port(int fd, uint32_t events) {
     if (found == port_of_.end() || found->second->fd() != fd)
         return;
     Port &port = *found->second;
-    if (port.read_input(now_) && (events & EPOLLOUT) != 0)
-        port.write_output();
+    if (port.read_input(now_, Port::Depth::once) && (events & EPOLLOUT) != 0)
+        port.write_output(now_);
 }
 
 // --- the end of a cycle ------------------------------------------------------------------------

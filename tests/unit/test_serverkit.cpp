@@ -4,6 +4,7 @@
 
 #include "support.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -41,6 +42,21 @@ TEST(Fault, OnlyTheFirstOccurrenceIsToBeReportedAndTheEndHasTheCount) {
     EXPECT_EQ(fault.over(), 2u);
     EXPECT_EQ(fault.over(), 0u);
     EXPECT_TRUE(fault.occurred());
+}
+
+TEST(Complaints, BeyondANumberOfLinesPerMinuteTheyAreOnlyCounted) {
+    StderrCapture errors;
+    Complaints complaints(2);
+    for (int i = 0; i < 10; ++i)
+        complaints.about(100 + i, "client", "what " + std::to_string(i));
+    const std::string first = errors.text();
+    EXPECT_EQ(std::count(first.begin(), first.end(), '\n'), 2);
+    EXPECT_THAT(first, HasSubstr("client: what 0\n"));
+    EXPECT_THAT(first, HasSubstr("client: what 1 (more like this are left out for a minute)\n"));
+    complaints.about(160, "client", "again");
+    const std::string all = errors.finish();
+    EXPECT_THAT(all, HasSubstr("8 lines like the next were left out\n"));
+    EXPECT_THAT(all, testing::EndsWith("client: again\n"));
 }
 
 TEST(RunPath, IsTheFixedDirectoryUnlessTheEnvironmentNamesAnother) {
