@@ -12,6 +12,7 @@ using serverkit::printable;
 constexpr size_t k_any = SIZE_MAX;
 constexpr size_t k_header = sizeof(SERIALD_request_header);
 constexpr size_t k_request_cost = 64; // counted beside its data
+constexpr double k_farewell = 1;
 constexpr double k_line_patience = 2; // for output before the line's settings change under it
 
 static_assert(sizeof(SERIALD_connect_params) == 256 && k_header == 20);
@@ -102,6 +103,8 @@ void Dialogue::answer_input(uint64_t upto) {
 
 void Dialogue::receive(std::string_view record, double now) {
     last_heard = now;
+    if (leave_by != 0)
+        return;
     if (port_ == nullptr)
         handshake(record, now);
     else
@@ -113,7 +116,10 @@ void Dialogue::handshake(std::string_view record, double now) {
     std::string why = "its handshake cannot be read";
     if (record.size() == sizeof(SERIALD_connect_params) && record.find('\0') != record.npos) {
         name_ = record.substr(0, record.find('\0'));
-        port_ = around_.ports.attach(*this, name_, now, why);
+        if (around_.ports.users() < around_.limits.clients)
+            port_ = around_.ports.attach(*this, name_, now, why);
+        else
+            why = "too many clients are connected";
     }
     if (port_ == nullptr) {
         complain(now, "refused: " + why);
@@ -144,7 +150,7 @@ void Dialogue::enqueue(std::string_view record, double now) {
     } else if (header.type == SERIALD_REQUEST_HEARTBEAT) {
         return answer(SERIALD_RESP_HEARTBEAT);
     } else if (header.type == SERIALD_REQUEST_CLOSE) {
-        return end("it closed its link", false);
+        return close(now);
     } else {
         request = {header.type, wait_of(header.timeout), wait_of(header.burst_timeout),
                    std::string(record.substr(k_header))};
@@ -153,6 +159,15 @@ void Dialogue::enqueue(std::string_view record, double now) {
     waiting_.push_back(std::move(request));
     if (waiting_.size() > around_.limits.requests || waiting_bytes_ > around_.limits.queue_bytes)
         end("it sends more requests than it waits for");
+}
+
+// The client hangs up when its request has left; if we did so first, it would take that for a fault.
+void Dialogue::close(double now) {
+    active_.reset();
+    waiting_.clear();
+    around_.ports.detach(*this, now);
+    port_ = nullptr;
+    leave_by = now + k_farewell;
 }
 
 void Dialogue::progress(double now) {
@@ -273,7 +288,9 @@ void Dialogue::go_on_writing(double now) {
         return finish(true);
     if (now >= active_->deadline)
         return finish(false);
-    due_ = std::min(active_->deadline, now + port_->drain_time());
+    // Before the device has it all there is nothing to look after.
+    const bool written = port_->has_written(active_->output_end);
+    due_ = written ? std::min(active_->deadline, now + port_->drain_time()) : active_->deadline;
 }
 
 void Dialogue::begin_line(double now) {

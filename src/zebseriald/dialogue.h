@@ -47,6 +47,7 @@ class Dialogue {
     const char *doom = nullptr; // why it must go; null while it may stay
     bool at_fault = false;      // the doom is worth a line even when nobody asked for lines
     double last_heard = 0;
+    double leave_by = 0; // after CLOSE: when the client should have hung up; 0: it has not closed
 
   private:
     struct Request {
@@ -74,6 +75,7 @@ class Dialogue {
 
     void handshake(std::string_view record, double now);
     void enqueue(std::string_view record, double now);
+    void close(double now);
     void begin(double now);
     void go_on(double now);
     bool is_interrupted() const;

@@ -14,7 +14,7 @@ constexpr size_t k_scratch = 65536;
 constexpr int k_reads = 16; // at most: a busy line must not keep the others waiting
 constexpr size_t k_kept_output = 16384;
 constexpr double k_shortest_poll = 0.001;
-constexpr double k_longest_poll = 0.02;
+constexpr double k_longest_poll = 0.05;
 constexpr double k_retry = 1;
 constexpr const char *k_lost = "lost";
 

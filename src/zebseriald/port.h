@@ -55,6 +55,7 @@ class Port {
     uint64_t queued_until() const { return written_ + queued(); }
     // Whether the line has sent everything up to a position of the output.
     bool has_drained(uint64_t until) const;
+    bool has_written(uint64_t until) const { return written_ >= until; }
     double drain_time() const; // seconds until it is worth asking again
 
     // --- settings of the server's side ---

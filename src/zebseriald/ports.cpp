@@ -121,6 +121,13 @@ double Ports::due() const {
     return due;
 }
 
+size_t Ports::users() const {
+    size_t count = 0;
+    for (const Port &port : ports_)
+        count += port.users().size();
+    return count;
+}
+
 void Ports::hurry(double when) {
     for (Port &port : ports_)
         port.linger_until = std::min(port.linger_until, when);

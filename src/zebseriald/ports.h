@@ -21,6 +21,7 @@ class Ports {
     void run_timers(double now);
     double due() const;
 
+    size_t users() const; // of all ports
     bool empty() const { return ports_.empty(); }
     // Gives ports without users until `when` to send what waits.
     void hurry(double when);

@@ -214,6 +214,8 @@ void Server::close_client(Client &client) {
 
 // When the silence of a client is enough.
 double Server::patience(const Client &client) const {
+    if (client.leave_by != 0)
+        return client.leave_by;
     return client.last_heard +
            (client.port() == nullptr ? config_.handshake_timeout : config_.heartbeat_timeout);
 }
@@ -244,7 +246,7 @@ void Server::check_clients() {
         if (now_ >= patience(client))
             client.read_some(scratch_.get(), k_scratch, now_);
         if (now_ >= patience(client))
-            client.end(client.port() == nullptr ? "it made no handshake in time" : "it is silent");
+            end_silent(client);
         if (client.doom != nullptr || now_ >= client.due()) {
             client.progress(now_);
             touch(client);
@@ -252,6 +254,15 @@ void Server::check_clients() {
         wake_at(client.due());
         wake_at(patience(client));
     }
+}
+
+void Server::end_silent(Client &client) {
+    if (client.leave_by != 0)
+        client.end("it closed its link", false);
+    else if (client.port() == nullptr)
+        client.end("it made no handshake in time");
+    else
+        client.end("it is silent");
 }
 
 // --- the stop ----------------------------------------------------------------------------------

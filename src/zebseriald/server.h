@@ -40,6 +40,7 @@ class Server {
 
     void run_timers();
     void check_clients();
+    void end_silent(Client &client);
     void wake_at(double when) { next_check_ = std::min(next_check_, when); }
     double patience(const Client &client) const;
 

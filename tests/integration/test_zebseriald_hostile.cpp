@@ -151,12 +151,18 @@ TEST_F(Zebseriald, ASilentClientIsDroppedAndOneThatBeatsIsNot) {
     EXPECT_EQ(alive.answer(), "success x\n");
 }
 
-TEST_F(Zebseriald, ClosingTheLinkEndsWhatWaits) {
+TEST_F(Zebseriald, ClosingTheLinkEndsWhatWaitsAndTheLink) {
     start();
     Peer peer = opened();
+    Peer other = opened();
+    EXPECT_EQ(peer.ask(settings(0, 0, true)), "success");
     peer.request({k_read_until, -1, -1, "\n"});
+    peer.request({k_write, -1, -1, "never"});
     peer.request({k_close});
+    EXPECT_TRUE(wait_until([&] { return other.ask({k_read_new}) == "success"; }));
+    peer.request({k_write, -1, -1, "too late"});
     EXPECT_EQ(peer.answer(), "end");
+    EXPECT_FALSE(terminal.has_input());
 }
 
 TEST_F(Zebseriald, AClientThatGoesWhileItsRequestWaitsIsForgotten) {
@@ -178,7 +184,13 @@ TEST_F(Zebseriald, MoreClientsThanAllowedAreRefused) {
         peers.push_back(connect());
     EXPECT_TRUE(says("too many connections"));
     peers.clear();
-    EXPECT_TRUE(wait_until([&] { return open("=" + terminal.path()).answer() == "success"; }));
+    std::optional<Peer> only;
+    EXPECT_TRUE(wait_until([&] {
+        only.emplace(open("=" + terminal.path()));
+        return only->answer() == "success";
+    }));
+    EXPECT_EQ(open("=" + terminal.path()).answer(), "failure");
+    EXPECT_TRUE(says("too many clients are connected"));
 }
 
 TEST_F(Zebseriald, ElevenHundredClientsAreServed) {
