@@ -25,6 +25,7 @@
 #include "pid.h"
 #include "port.h"
 #include "serialcom.h"
+#include "prgpipe.h"
 #include "sfmt.h"
 #include "smoother.h"
 #include "util.h"
