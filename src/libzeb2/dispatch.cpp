@@ -20,7 +20,8 @@ namespace {
 
 constexpr double k_smallest_step = 1.0; // s; smaller differences of the clocks are slewing
 constexpr int k_highest_port = 65535;
-constexpr double k_wait_slice = 0.05; // s
+constexpr double k_wait_slice = 0.05;               // s
+constexpr timespec k_service_cycle = {0, 50000000}; // pselect time-out of a service loop
 
 const char *run_directory() {
     const char *directory = getenv("ZEB2RUN");
@@ -241,6 +242,53 @@ void wait_slice(pthread_cond_t *cond, pthread_mutex_t *mutex, Caller caller) {
                  "going to deadlock!), panic!",
                  result, strerror(result));
     _exit(1);
+}
+
+void report_failed_select(SelectSets *sets, int error, Caller caller) {
+    errno = error;
+    diag_message_errno(caller.file, caller.line, "Select failed");
+    if (error != EBADF)
+        return;
+    diag_message(caller.file, caller.line, "CRITICAL: bad file descriptor, atempting to prune");
+    UTIL_trim_select_badfd(&sets->rx, &sets->tx, &sets->fd_max);
+}
+
+void ServiceLoop::run(const sigset_t *select_mask) {
+    for (;;) {
+        pthread_testcancel();
+        if (!prepare_select())
+            continue;
+        const int result = pselect(sets_.fd_max + 1, &sets_.sel_rx, &sets_.sel_tx, nullptr,
+                                   &k_service_cycle, select_mask);
+        serve_selected(result, errno);
+    }
+}
+
+// False when there is nothing to select.
+bool ServiceLoop::prepare_select() {
+    const CancelGuard uncancelled;
+    pre_select();
+    sets_.fd_max = select_highest(&sets_.rx, &sets_.tx, sets_.fd_max);
+    if (sets_.fd_max == -1) {
+        loop_continue();
+        UTIL_sched_yield();
+        return false;
+    }
+    sets_.sel_rx = sets_.rx;
+    sets_.sel_tx = sets_.tx;
+    return true;
+}
+
+void ServiceLoop::serve_selected(int result, int error) {
+    const CancelGuard uncancelled;
+    if (result > 0) {
+        post_select();
+    } else if (result == 0) {
+        loop_continue();
+    } else {
+        select_failed(error);
+        UTIL_sched_yield();
+    }
 }
 
 Io receive_step(int fh, void *data, size_t size, size_t *received) {

@@ -68,8 +68,8 @@ sigset_t wakeup_mask();
 // Interrupts the thread's pselect; null wakes nobody. Not to be called with a module's mutex held.
 void wake_thread(const pthread_t *thread);
 
-// Blocks every signal for a scope. A thread created meanwhile is not reached by any before it has set
-// its own mask.
+// Blocks every signal for a scope. A thread created meanwhile is not reached by any before it has
+// set its own mask.
 class SignalsBlocked {
   public:
     SignalsBlocked();
@@ -103,8 +103,8 @@ struct Caller {
 // Starts a thread whose handle *thread, allocated here, then owns; it is not reached by any signal
 // before it has set its own mask. False, reported and with *thread null, on failure.
 bool start_thread(pthread_t **thread, void *(*run)(void *), void *param, Caller caller);
-// Cancels a thread of start_thread, or finds it ended, joins it, frees the handle and makes it null.
-// False, reported and with everything left, on failure.
+// Cancels a thread of start_thread, or finds it ended, joins it, frees the handle and makes it
+// null. False, reported and with everything left, on failure.
 bool stop_thread(pthread_t **thread, Caller caller);
 
 // Waits with the mutex held for news, 0.05 s at most: callers look at the exit poll that often. An
@@ -173,6 +173,38 @@ template <class Link> class LinkLoop {
     const timespec &cycle_;
     fd_set rx_, tx_;
     int fd_max_ = 0;
+};
+
+// A servicing loop's descriptors.
+struct SelectSets {
+    fd_set rx, tx;         // of interest
+    fd_set sel_rx, sel_tx; // copies for the select, which leaves what is ready
+    int fd_max;            // the highest of interest, or -1
+};
+
+// What follows a failed select: the report and, when a descriptor was bad, its removal.
+void report_failed_select(SelectSets *sets, int error, Caller caller);
+
+// The loop of a thread that services as long as it is not cancelled, whatever links it loses. Each
+// function is called with cancellation disabled.
+class ServiceLoop {
+  public:
+    // With the mask inside the select, or with the thread's own when it is null.
+    [[noreturn]] void run(const sigset_t *select_mask);
+
+  protected:
+    ~ServiceLoop() = default;
+    virtual void pre_select() = 0;
+    virtual void post_select() = 0;
+    virtual void loop_continue() = 0;
+    // The select ended with an error, EINTR among them: reports, then does as loop_continue.
+    virtual void select_failed(int error) = 0;
+
+    SelectSets sets_ = {};
+
+  private:
+    bool prepare_select();
+    void serve_selected(int result, int error);
 };
 
 // ---- One step of input or output on a socket ----

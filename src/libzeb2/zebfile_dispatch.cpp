@@ -14,8 +14,6 @@ using namespace zeb;
 
 namespace {
 
-constexpr timespec k_cycle = {0, 50000000}; // pselect time-out
-
 pthread_t g_zebfile_dispatcher_thread;
 
 struct ZEBFILE_preselect_trv_params {
@@ -211,75 +209,34 @@ void serve_ready(void *data, void *param) {
 
 // ---- The module's own thread ----
 
-struct SelectState {
-    fd_set rx;
-    fd_set tx;
-    fd_set sel_rx;
-    fd_set sel_tx;
-    int fd_max;
+class FileLoop final : public ServiceLoop {
+  public:
+    void start() {
+        const CancelGuard uncancelled;
+        ZEBFILE_dispatch_init(&sets_.rx, &sets_.tx, &sets_.fd_max, nullptr);
+    }
+
+  private:
+    void pre_select() override { ZEBFILE_dispatch_pre_select(&sets_.rx, &sets_.tx, &sets_.fd_max); }
+    void post_select() override {
+        ZEBFILE_dispatch_post_select(&sets_.rx, &sets_.tx, &sets_.sel_rx, &sets_.sel_tx,
+                                     &sets_.fd_max);
+    }
+    void loop_continue() override {
+        ZEBFILE_dispatch_loop_continue(&sets_.rx, &sets_.tx, &sets_.fd_max);
+    }
+    void select_failed(int error) override {
+        if (error != EINTR)
+            report_failed_select(&sets_, error, ZEB_HERE);
+        loop_continue();
+    }
 };
-
-void start_serving(SelectState *s) {
-    const CancelGuard uncancelled;
-    *s = SelectState{};
-    ZEBFILE_dispatch_init(&s->rx, &s->tx, &s->fd_max, nullptr);
-}
-
-// Leaves the thread idle for a moment; there is nothing to select, or nothing came of it.
-void idle(SelectState *s) {
-    ZEBFILE_dispatch_loop_continue(&s->rx, &s->tx, &s->fd_max);
-    UTIL_sched_yield();
-}
-
-// False when there is nothing to select.
-bool prepare_select(SelectState *s) {
-    const CancelGuard uncancelled;
-    ZEBFILE_dispatch_pre_select(&s->rx, &s->tx, &s->fd_max);
-    s->fd_max = select_highest(&s->rx, &s->tx, s->fd_max);
-    if (s->fd_max == -1) {
-        idle(s);
-        return false;
-    }
-    s->sel_rx = s->rx;
-    s->sel_tx = s->tx;
-    return true;
-}
-
-void report_failed_select(SelectState *s, int error) {
-    errno = error;
-    ZEB_REPORT_ERRNO("Select failed");
-    if (error != EBADF)
-        return;
-    ZEB_REPORT("CRITICAL: bad file descriptor, atempting to prune");
-    UTIL_trim_select_badfd(&s->rx, &s->tx, &s->fd_max);
-}
-
-void serve_selected(SelectState *s, int result, int error) {
-    const CancelGuard uncancelled;
-    if (result > 0) {
-        ZEBFILE_dispatch_post_select(&s->rx, &s->tx, &s->sel_rx, &s->sel_tx, &s->fd_max);
-        return;
-    }
-    if (result == 0) {
-        ZEBFILE_dispatch_loop_continue(&s->rx, &s->tx, &s->fd_max);
-        return;
-    }
-    if (error != EINTR)
-        report_failed_select(s, error);
-    idle(s);
-}
 
 void *serve_files(void *) {
     prepare_thread(Wakeups::always);
-    SelectState s;
-    start_serving(&s);
-    for (;;) {
-        pthread_testcancel();
-        if (!prepare_select(&s))
-            continue;
-        const int result = pselect(s.fd_max + 1, &s.sel_rx, &s.sel_tx, nullptr, &k_cycle, nullptr);
-        serve_selected(&s, result, errno);
-    }
+    FileLoop loop;
+    loop.start();
+    loop.run(nullptr);
 }
 
 } // namespace
