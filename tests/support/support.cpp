@@ -135,6 +135,13 @@ Bytes load_hex(const std::string &name) {
     return from_hex(read_file(std::string(ZEB_TEST_DATA) + "/" + name));
 }
 
+size_t occurrences(const std::string &text, const std::string &part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
 std::string read_file(const std::string &path) {
     std::ifstream in(path, std::ios::binary);
     if (!in)

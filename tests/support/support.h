@@ -62,6 +62,9 @@ Bytes from_hex(const std::string &text);
 // The same from a file of tests/data.
 Bytes load_hex(const std::string &name);
 
+// How often `part` begins in `text`.
+size_t occurrences(const std::string &text, const std::string &part);
+
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &content);
 

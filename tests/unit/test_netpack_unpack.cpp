@@ -13,13 +13,6 @@ bool has(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-size_t count_of(const std::string &text, const std::string &part) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++count;
-    return count;
-}
-
 // Fills with noise, keeping texts terminated and padding zero.
 void fill_randomly(const Catalogue &catalogue, const NETDSD_entry &entry, char *record,
                    std::mt19937 &random) {
@@ -321,7 +314,7 @@ TEST(Unpack, ExcessElementsAreDroppedOneByOne) {
     EXPECT_EQ(record, 1);
     const std::string text = err.finish();
     EXPECT_TRUE(has(text, "(package: 3 vs local: 1), the excesses ellements will be ignored ("));
-    EXPECT_EQ(count_of(text, "WARNING: Field \"v\" skipped in package \"One\" ("), 2u);
+    EXPECT_EQ(occurrences(text, "WARNING: Field \"v\" skipped in package \"One\" ("), 2u);
 }
 
 TEST(Unpack, ScalarAndArrayOfOneAreCloseEnough) {
@@ -332,7 +325,7 @@ TEST(Unpack, ScalarAndArrayOfOneAreCloseEnough) {
     StderrCapture err;
     EXPECT_EQ(unpack(local.get(), package.bytes(), &record, "One", 4), package.bytes().size());
     EXPECT_EQ(record, -7);
-    EXPECT_EQ(count_of(err.finish(), "WARNING: "), 1u);
+    EXPECT_EQ(occurrences(err.finish(), "WARNING: "), 1u);
 }
 
 TEST(Unpack, LongerTextIsCutAndTerminated) {
@@ -382,7 +375,7 @@ TEST(Unpack, NumberAgainstTextIsUnrecoverable) {
     StderrCapture err;
     EXPECT_EQ(unpack(local.get(), package.bytes(), record, "One", 4), package.bytes().size());
     EXPECT_EQ(std::string(record, 4), std::string(4, '\0'));
-    EXPECT_EQ(count_of(err.finish(), "Unrecoverable type mis-match on field \"v\""), 1u);
+    EXPECT_EQ(occurrences(err.finish(), "Unrecoverable type mis-match on field \"v\""), 1u);
 }
 
 TEST(Unpack, ElementsAgainstNumberAreUnrecoverable) {
@@ -567,7 +560,7 @@ TEST(Hostile, OneWarningForEachOfManyUnknownFields) {
     StderrCapture err;
     EXPECT_EQ(unpack(catalogue.get(), package.bytes(), &part, "Part", sizeof part),
               package.bytes().size());
-    EXPECT_EQ(count_of(err.finish(), "it will be ignored ("), 0xFFFFu);
+    EXPECT_EQ(occurrences(err.finish(), "it will be ignored ("), 0xFFFFu);
 }
 
 TEST(Hostile, DescriptionThatHoldsItselfStopsAtADepth) {

@@ -25,13 +25,6 @@ ZEBMSG_connect_params params_of(const char *name, const char *host = nullptr) {
     return cp;
 }
 
-size_t occurrences(const std::string &text, const std::string &part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
 // A link that the test's own loop services, connected to a scripted server, handshake received.
 class ZebmsgLink : public testing::Test {
   protected:

@@ -83,13 +83,6 @@ inline void fill(int fh, const std::string &text) {
     memcpy(file->buffer, text.data(), text.size());
 }
 
-inline size_t occurrences(const std::string &text, const std::string &part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
 inline std::string number(int value) {
     return std::to_string(value);
 }
