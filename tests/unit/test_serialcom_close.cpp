@@ -287,6 +287,7 @@ TEST_F(SerialThread, SendsHeartbeatsOfItself) {
 }
 
 TEST_F(SerialThread, WaitingEndsWhenTheServerRefusesTheHandshake) {
+    ASSERT_EQ(client->wait_handshake(), "ttyS0");
     client->failure();
     EXPECT_FALSE(SERIALCOM_wait_connected(&lnk));
 }
