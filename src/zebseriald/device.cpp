@@ -48,14 +48,21 @@ const char *kind_of(mode_t mode) {
 }
 
 bool fail(OpenFailure &failure, std::string why, bool lasting) {
-    failure = {std::move(why), lasting};
+    failure = {std::move(why), lasting, false};
+    return false;
+}
+
+bool fail_by_errno(OpenFailure &failure) {
+    const bool lasting = errno == ELOOP || errno == ENAMETOOLONG;
+    const bool absent = errno == ENOENT || errno == ENXIO || errno == ENODEV || errno == EIO;
+    failure = {strerror(errno), lasting, absent};
     return false;
 }
 
 bool look_at(const std::string &path, OpenFailure &failure) {
     struct stat info {};
     if (stat(path.c_str(), &info) != 0)
-        return fail(failure, strerror(errno), errno == ELOOP || errno == ENAMETOOLONG);
+        return fail_by_errno(failure);
     if (!S_ISCHR(info.st_mode))
         return fail(failure, kind_of(info.st_mode), true);
     if (!may_be_terminal(info.st_rdev))
@@ -79,7 +86,7 @@ std::optional<Device> open_device(const std::string &path, const Line &line, Ope
     device.fd.reset(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     if (!device.fd || fstat(device.fd.get(), &info) != 0) {
-        fail(failure, strerror(errno), false);
+        fail_by_errno(failure);
         return std::nullopt;
     }
     if (!S_ISCHR(info.st_mode) || isatty(device.fd.get()) == 0) {

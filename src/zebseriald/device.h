@@ -19,6 +19,7 @@ struct Device {
 struct OpenFailure {
     std::string why;
     bool lasting = false; // it is no terminal: waiting does not help
+    bool absent = false;  // it is not there
 };
 
 // The number of the device at a path; nothing when there is none.

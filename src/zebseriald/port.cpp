@@ -64,7 +64,8 @@ bool Port::open_or_report(double now) {
     if (open(now, failure))
         return true;
     // A lost device is mentioned; that it is then not there goes without saying.
-    if (failure.why != fault_ && fault_ != k_lost) {
+    const bool known = failure.why == fault_ || (fault_ == k_lost && failure.absent);
+    if (!known) {
         say(now, "it cannot be opened: " + failure.why + "; trying every second");
         fault_ = failure.why;
     }
