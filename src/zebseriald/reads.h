@@ -5,7 +5,7 @@
 
 #include <limits>
 
-#include "libzeb2/serialcom.h"
+#include <zeb2/serialcom.h>
 
 namespace zebseriald {
 
