@@ -18,6 +18,7 @@
 #include "conf.h"
 #include "crc16.h"
 #include "eventat.h"
+#include "inst.h"
 #include "ll.h"
 #include "netmsg.h"
 #include "netpack.h"

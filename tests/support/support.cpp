@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -140,6 +141,16 @@ size_t occurrences(const std::string &text, const std::string &part) {
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
         ++count;
     return count;
+}
+
+std::set<int> open_descriptors() {
+    std::set<int> result;
+    DIR *dir = opendir("/proc/self/fd");
+    while (const dirent *item = readdir(dir))
+        if (item->d_name[0] != '.' && atoi(item->d_name) != dirfd(dir))
+            result.insert(atoi(item->d_name));
+    closedir(dir);
+    return result;
 }
 
 std::string read_file(const std::string &path) {

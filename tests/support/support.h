@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ Bytes load_hex(const std::string &name);
 
 // How often `part` begins in `text`.
 size_t occurrences(const std::string &text, const std::string &part);
+// The descriptors that this process has open.
+std::set<int> open_descriptors();
 
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &content);

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <dirent.h>
 #include <sys/wait.h>
 
 using namespace zeb::test;
@@ -23,16 +22,6 @@ int exit_status(pid_t child) {
     if (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) == -1)
         throw std::runtime_error("no such child");
     return info.si_code == CLD_EXITED ? info.si_status : -1;
-}
-
-std::set<int> open_descriptors() {
-    std::set<int> result;
-    DIR *dir = opendir("/proc/self/fd");
-    while (const dirent *item = readdir(dir))
-        if (item->d_name[0] != '.' && atoi(item->d_name) != dirfd(dir))
-            result.insert(atoi(item->d_name));
-    closedir(dir);
-    return result;
 }
 
 void PrgpipeThread::TearDown() {

@@ -6,7 +6,6 @@
 #include "zebfile_testing.h"
 
 #include <csignal>
-#include <set>
 #include <sys/wait.h>
 
 namespace zeb::test {
@@ -34,7 +33,6 @@ extern thread_local Yields t_yields;
 bool has_ended(pid_t child);
 // The child's exit status, which stays to be waited for; -1 when a signal ended it.
 int exit_status(pid_t child);
-std::set<int> open_descriptors();
 
 // Children with the table of descriptors serviced by the module's own thread.
 class PrgpipeThread : public ZebfileThread {
