@@ -10,28 +10,44 @@
 namespace zebctl {
 namespace {
 
-std::string wrap(const char *code, const std::string &text) {
-    return use_colour() ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
-}
-
 std::string padded(const std::string &cell, size_t width) {
     return cell + std::string(width - std::min(width, cell.size()), ' ');
+}
+
+// A time cut to milliseconds, and its calendar by `convert`; false for no time.
+bool to_calendar(FTIME time, struct tm *(*convert)(const time_t *, struct tm *), struct tm &date,
+                 std::string &text) {
+    if (!(time >= 0) || time > 253402300799.0)
+        return false;
+    const double milliseconds = std::floor(time * 1000 + 0.5);
+    const time_t seconds = static_cast<time_t>(std::floor(milliseconds / 1000));
+    convert(&seconds, &date);
+    char digits[64];
+    snprintf(digits, sizeof digits, "%04d-%02d-%02dT%02d:%02d:%02d.%03d", date.tm_year + 1900,
+             date.tm_mon + 1, date.tm_mday, date.tm_hour, date.tm_min, date.tm_sec,
+             static_cast<int>(milliseconds - 1000.0 * static_cast<double>(seconds)));
+    text = digits;
+    return true;
 }
 
 } // namespace
 
 std::string iso_time(FTIME time) {
-    if (!(time >= 0) || time > 253402300799.0)
+    struct tm date;
+    std::string text;
+    return to_calendar(time, gmtime_r, date, text) ? text + "Z" : "-";
+}
+
+std::string iso_local_time(FTIME time) {
+    struct tm date;
+    std::string text;
+    if (!to_calendar(time, localtime_r, date, text))
         return "-";
-    const double milliseconds = std::floor(time * 1000 + 0.5);
-    const time_t seconds = static_cast<time_t>(std::floor(milliseconds / 1000));
-    struct tm utc;
-    gmtime_r(&seconds, &utc);
-    char text[64];
-    snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
-             utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-             static_cast<int>(milliseconds - 1000.0 * static_cast<double>(seconds)));
-    return text;
+    const long minutes = std::labs(date.tm_gmtoff) / 60;
+    char zone[32];
+    snprintf(zone, sizeof zone, "%c%02ld:%02ld", date.tm_gmtoff < 0 ? '-' : '+', minutes / 60,
+             minutes % 60);
+    return text + zone;
 }
 
 std::string duration(double seconds) {
@@ -64,11 +80,15 @@ bool use_colour() {
     return colour;
 }
 
+std::string painted(bool colour, const char *style, const std::string &text) {
+    return colour ? std::string("\x1b[") + style + "m" + text + "\x1b[0m" : text;
+}
+
 std::string bold(const std::string &text) {
-    return wrap("1", text);
+    return painted(use_colour(), "1", text);
 }
 std::string dim(const std::string &text) {
-    return wrap("2", text);
+    return painted(use_colour(), "2", text);
 }
 
 std::string table(const std::vector<std::vector<std::string>> &rows) {
