@@ -20,6 +20,7 @@ void add_send(CLI::App &app, Run &run);
 void add_instruments(CLI::App &app, Run &run);
 void add_status(CLI::App &app, Run &run);
 void add_describe(CLI::App &app, Run &run);
+void add_serial(CLI::App &app, Run &run);
 void add_conf(CLI::App &app, Run &run);
 
 } // namespace zebctl
