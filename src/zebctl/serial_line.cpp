@@ -70,7 +70,8 @@ SerialLine::Outcome SerialLine::outcome(bool good) {
 
 SerialLine::Outcome SerialLine::take(long size, std::string &data) {
     data.assign(buffer_.data(), size > 0 ? static_cast<size_t>(size) : 0);
-    return outcome(size >= 0);
+    // Before its first bytes a link has none to hand out, which is no failure of the request.
+    return outcome(size >= 0 || SERIALCOM_poll_request_success(&link_));
 }
 
 SerialLine::Outcome SerialLine::read_new(std::string &data) {

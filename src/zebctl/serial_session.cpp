@@ -123,8 +123,8 @@ int Session::wait() const {
     const int longest = away_ ? k_look_away : k_look;
     if (options_.seconds < 0)
         return longest;
-    const double left = options_.seconds - (steady_seconds() - started_);
-    return std::clamp(static_cast<int>(left * 1000) + 1, 0, longest);
+    const double left = 1000 * (options_.seconds - (steady_seconds() - started_));
+    return left < longest ? std::max(static_cast<int>(left) + 1, 0) : longest;
 }
 
 bool Session::step() {

@@ -17,6 +17,13 @@ int create(const std::string &path) {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
 }
 
+void use_terminal(const std::string &path) {
+    setsid(); // the first terminal that a session opens controls it
+    const int terminal = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    dup2(terminal, STDIN_FILENO);
+    dup2(terminal, STDOUT_FILENO);
+}
+
 } // namespace
 
 Process::Process(const std::string &directory, const std::vector<std::string> &command,
@@ -37,6 +44,10 @@ Process::Process(const std::string &directory, const std::vector<std::string> &c
     if (pid_ == 0) {
         dup2(output, STDOUT_FILENO);
         dup2(errors, STDERR_FILENO);
+        if (options.input >= 0)
+            dup2(options.input, STDIN_FILENO);
+        if (!options.terminal.empty())
+            use_terminal(options.terminal);
         for (const auto &[name, value] : options.environment)
             setenv(name.c_str(), value.c_str(), 1);
         if (options.descriptors != 0) {

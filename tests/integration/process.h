@@ -13,6 +13,9 @@ class Process {
     struct Options {
         std::vector<std::pair<std::string, std::string>> environment; // beside the test's own
         unsigned long descriptors = 0;                                // limit; 0: the test's own
+        int input = -1;                                               // -1: the test's own
+        // A terminal for its input and output, its controlling one; errors are kept as ever.
+        std::string terminal;
     };
 
     // Starts it with standard output and standard error in files under `directory`.
