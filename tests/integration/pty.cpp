@@ -2,35 +2,34 @@
 
 #include "support.h"
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
 #include <unistd.h>
 
 namespace zeb::test {
 
-Pty::Pty() {
-    ours_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
-    if (ours_ < 0 || grantpt(ours_) != 0 || unlockpt(ours_) != 0)
+Pty::Pty(Kind kind) : theirs_(open(path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    if (theirs_ < 0)
         throw std::runtime_error("no pseudo terminal");
-    path_ = ptsname(ours_);
-    theirs_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (kind == Kind::line)
+        return;
+    termios cooked = settings();
+    cooked.c_iflag |= ICRNL | IXON;
+    cooked.c_oflag |= OPOST | ONLCR;
+    cooked.c_lflag |= ICANON | ECHO | ECHOE | ECHOK | ECHOCTL | ISIG | IEXTEN;
+    tcsetattr(theirs_, TCSANOW, &cooked);
 }
 
 Pty::~Pty() {
     close(theirs_);
-    close(ours_);
-}
-
-void Pty::type(const std::string &data) {
-    if (write(ours_, data.data(), data.size()) != static_cast<ssize_t>(data.size()))
-        throw std::runtime_error("the pseudo terminal is full");
 }
 
 void Pty::take() {
-    char block[4096];
-    for (ssize_t got; (got = read(ours_, block, sizeof block)) > 0;)
-        came_.append(block, static_cast<size_t>(got));
+    while (terminal_.has_input()) {
+        char block[4096];
+        const ssize_t got = read(terminal_.fd(), block, sizeof block);
+        came_.append(block, got > 0 ? static_cast<size_t>(got) : 0);
+    }
 }
 
 bool Pty::expect(const std::string &text) {
