@@ -41,4 +41,7 @@ class Process {
     int result_ = -1;
 };
 
+// Whether a program listens at a local socket: its file is there before that.
+bool is_listening(const std::string &path);
+
 } // namespace zeb::test

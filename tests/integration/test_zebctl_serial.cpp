@@ -84,7 +84,7 @@ class SerialTool : public ::testing::Test {
 
     void start_server() {
         server_ = start({"zebseriald"}, {});
-        ready_ = wait_until([this] { return std::filesystem::exists(dir_ / ".serialdsocket"); });
+        ready_ = wait_until([this] { return is_listening(dir_ / ".serialdsocket"); });
     }
 
     std::unique_ptr<Process> start(std::vector<std::string> command, Process::Options options) {
@@ -119,7 +119,8 @@ class SerialTool : public ::testing::Test {
         options.terminal = user_.path();
         before_ = user_.settings();
         auto process = session(arguments, options);
-        EXPECT_TRUE(wait_until([&] { return !same(user_.settings(), before_); }));
+        EXPECT_TRUE(wait_until([&] { return !same(user_.settings(), before_); }))
+            << process->errors() << server_->errors();
         return process;
     }
 
