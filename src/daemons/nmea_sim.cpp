@@ -7,21 +7,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <iostream>
-#include <limits.h>
 #include <optional>
-#include <poll.h>
 #include <string>
-#include <sys/ioctl.h>
 #include <system_error>
-#include <termios.h>
-#include <unistd.h>
 
 #include <zeb2/libzeb2.h>
 
 #include "nmea.h"
+#include "pty.h"
 
 namespace {
 
@@ -31,70 +26,6 @@ struct Options {
     double interval = 1.0; // s between fixes
     double speed = 1.0;    // of a replay, as a factor of its own pace
     double latitude = 40.13, longitude = -105.24, radius = 500.0; // deg, deg, m
-};
-
-// Both ends of a pseudo terminal in raw mode. Our own end of the slave stays open, so that the line
-// survives a reader that comes and goes.
-class PseudoTerminal {
-  public:
-    PseudoTerminal() {
-        master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
-            throw std::system_error(errno, std::generic_category(),
-                                    "cannot open a pseudo terminal");
-        path_ = ptsname(master_);
-        slave_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-        termios settings = {};
-        if (slave_ < 0 || tcgetattr(slave_, &settings) != 0)
-            throw std::system_error(errno, std::generic_category(), "cannot open " + path_);
-        cfmakeraw(&settings);
-        tcsetattr(slave_, TCSANOW, &settings);
-        fcntl(master_, F_SETFL, O_NONBLOCK);
-    }
-    ~PseudoTerminal() {
-        close(slave_);
-        close(master_);
-    }
-    PseudoTerminal(const PseudoTerminal &) = delete;
-    PseudoTerminal &operator=(const PseudoTerminal &) = delete;
-
-    const std::string &path() const { return path_; }
-
-    // A reader that is not there loses what does not fit, as on a real line.
-    void send(const std::string &text) {
-        [[maybe_unused]] const ssize_t sent = write(master_, text.data(), text.size());
-    }
-
-    // Closing the master drops what was not read yet.
-    void drain(double seconds) {
-        const FTIME limit = UTIL_ftime() + seconds;
-        for (int waiting = 1; waiting > 0 && UTIL_ftime() < limit; UTIL_fsleep(0.01))
-            if (ioctl(slave_, FIONREAD, &waiting) != 0)
-                return;
-    }
-
-  private:
-    int master_ = -1;
-    int slave_ = -1;
-    std::string path_;
-};
-
-// A symbolic link under a name that does not change from run to run; removed at the end.
-class Link {
-  public:
-    Link(const std::string &target, const std::string &name) : name_(name) {
-        char old[PATH_MAX];
-        if (readlink(name.c_str(), old, sizeof old) >= 0)
-            unlink(name.c_str());
-        if (symlink(target.c_str(), name.c_str()) != 0)
-            throw std::system_error(errno, std::generic_category(), "cannot make the link " + name);
-    }
-    ~Link() { unlink(name_.c_str()); }
-    Link(const Link &) = delete;
-    Link &operator=(const Link &) = delete;
-
-  private:
-    std::string name_;
 };
 
 std::string sentence(const std::string &body) {
@@ -148,7 +79,7 @@ std::string simulated_fix(const Options &options, FTIME now) {
     return fix;
 }
 
-void simulate(const Options &options, PseudoTerminal &terminal) {
+void simulate(const Options &options, pty::Terminal &terminal) {
     while (!UTIL_exit_poll()) {
         const FTIME now = UTIL_ftime();
         const FTIME next = (std::floor(now / options.interval) + 1) * options.interval;
@@ -170,7 +101,7 @@ std::optional<double> second_of_line(const std::string &line) {
     return hour * 3600 + minute * 60 + second;
 }
 
-int replay(const Options &options, PseudoTerminal &terminal) {
+int replay(const Options &options, pty::Terminal &terminal) {
     std::ifstream file(options.replay, std::ios::binary);
     if (!file) {
         std::cerr << "zeb-nmea-sim: cannot read " << options.replay << ": " << strerror(errno)
@@ -227,8 +158,8 @@ int main(int argc, char **argv) {
     UTIL_init();
     UTIL_exit_signal_poll_setup();
     try {
-        PseudoTerminal terminal;
-        const Link link(terminal.path(), options.link);
+        pty::Terminal terminal;
+        const pty::Link link(terminal.path(), options.link);
         if (!options.replay.empty())
             return replay(options, terminal);
         simulate(options, terminal);
