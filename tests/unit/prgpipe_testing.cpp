@@ -36,14 +36,15 @@ BOOL PrgpipeThread::start(const std::string &script, bool grab_stderr) {
     return run("/bin/sh", {"-c", script}, grab_stderr);
 }
 
-BOOL PrgpipeThread::run(const char *cmd, std::vector<std::string> args, bool grab_stderr) {
+BOOL run_program(PRGPIPE_link *child, const char *cmd, std::vector<std::string> args,
+                 bool grab_stderr) {
     std::vector<char *> vector;
     for (std::string &arg : args)
         vector.push_back(arg.data());
     char placeholder[] = "end";
     vector.push_back(placeholder);
     vector.push_back(nullptr);
-    return PRGPIPE_createchild(cmd, &child, grab_stderr, args.empty() ? nullptr : vector.data());
+    return PRGPIPE_createchild(cmd, child, grab_stderr, args.empty() ? nullptr : vector.data());
 }
 
 std::string PrgpipeThread::line(int fh) const {

@@ -34,6 +34,10 @@ bool has_ended(pid_t child);
 // The child's exit status, which stays to be waited for; -1 when a signal ended it.
 int exit_status(pid_t child);
 
+// Starts a program with a placeholder behind its arguments; without arguments, with null for them.
+BOOL run_program(PRGPIPE_link *child, const char *cmd, std::vector<std::string> args,
+                 bool grab_stderr = false);
+
 // Children with the table of descriptors serviced by the module's own thread.
 class PrgpipeThread : public ZebfileThread {
   protected:
@@ -46,7 +50,9 @@ class PrgpipeThread : public ZebfileThread {
 
     // A shell that runs the script.
     BOOL start(const std::string &script, bool grab_stderr = false);
-    BOOL run(const char *cmd, std::vector<std::string> args, bool grab_stderr = false);
+    BOOL run(const char *cmd, std::vector<std::string> args, bool grab_stderr = false) {
+        return run_program(&child, cmd, std::move(args), grab_stderr);
+    }
     // The next line of the child; a child that dies takes what is unread with it.
     std::string line(int fh) const;
     std::string line() const { return line(child.read_stdout); }
