@@ -27,13 +27,6 @@ const std::string k_bin = ZEB_BINARY_DIR "/bin/";
 const std::string k_ready = "handshake complete";
 const std::string k_leave = "\x1d";
 
-size_t occurrences(const std::string &text, const std::string &what) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += what.size())
-        ++count;
-    return count;
-}
-
 bool same(const termios &a, const termios &b) {
     return a.c_iflag == b.c_iflag && a.c_oflag == b.c_oflag && a.c_cflag == b.c_cflag &&
            a.c_lflag == b.c_lflag && memcmp(a.c_cc, b.c_cc, sizeof a.c_cc) == 0;
