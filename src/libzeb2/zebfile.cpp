@@ -61,6 +61,8 @@ Added add_file(int fh, ZEBFILE_mode mode) {
         free(file);
         return Added::not_initialised;
     }
+    static QWORD last_id = 0;
+    file->id = ++last_id;
     file->fh = fh;
     file->mode = mode;
     file->dettached = FALSE;
@@ -129,6 +131,13 @@ void wake_dispatcher() {
     wake_thread(g_zebfile_signal_thread);
 }
 
+// The entry that the id tells from others of this descriptor, as long as it is not about to go.
+FileEntry *find_lasting(int fh, QWORD id) {
+    FileEntry *file = find_file(fh);
+    return file != nullptr && file->id == id && !FD_ISSET(fh, &g_zebfile_close_files) ? file
+                                                                                       : nullptr;
+}
+
 void request_close(int fh, bool detach) {
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
     FileEntry *file = find_file(fh);
@@ -176,10 +185,8 @@ FileEntry *find_writing(int fh) {
 }
 
 // False when memory ran out, after which nobody is woken: nothing is left to write.
-bool queue_bytes(int fh, const void *pd, size_t n) {
-    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
-    FileEntry *file = find_writing(fh);
-    if (file == nullptr || !admits(file, n))
+bool queue_into(FileEntry *file, const void *pd, size_t n) {
+    if (!admits(file, n))
         return true;
     if (!make_room(file, n))
         return false;
@@ -187,6 +194,12 @@ bool queue_bytes(int fh, const void *pd, size_t n) {
         memcpy(file->buffer + file->buffer_off, pd, n);
     file->buffer_off += n;
     return true;
+}
+
+bool queue_bytes(int fh, const void *pd, size_t n) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    FileEntry *file = find_writing(fh);
+    return file == nullptr || queue_into(file, pd, n);
 }
 
 // Formats into the free tail of the buffer; how many bytes it takes with its terminator, or 0 when
@@ -253,6 +266,20 @@ void wait_for_news(FileEntry *file) {
     wait_slice(&file->nd_cond, &g_zebfile_open_files_mutex, ZEB_HERE);
 }
 
+void wait_written(int fh, QWORD id) {
+    for (;;) {
+        FileEntry *file = find_file(fh);
+        if (file == nullptr || file->id != id)
+            return;
+        if (file->mode == ZEBFILE_READ)
+            file->buffer_off = 0;
+        if (file->buffer_off == 0)
+            return;
+        file->in_flush = TRUE;
+        wait_for_news(file);
+    }
+}
+
 size_t grown_size(const FileEntry *file, size_t n) {
     const size_t need = file->buffer_off + n;
     if (file->buffer != nullptr && file->buffer_max >= need)
@@ -275,6 +302,53 @@ void adopt_block(FileEntry *file, BYTE *block, size_t size) {
 void drop_front(FileEntry *file, size_t n) {
     UTIL_shift_array(file->buffer, file->buffer_off, -static_cast<long>(n));
     file->buffer_off -= n;
+}
+
+QWORD file_id(int fh) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    const FileEntry *file = find_file(fh);
+    return file != nullptr ? file->id : 0;
+}
+
+bool file_write(int fh, QWORD id, const void *pd, size_t n) {
+    {
+        ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+        FileEntry *file = find_lasting(fh, id);
+        if (file == nullptr)
+            return false;
+        queue_into(file, pd, n);
+    }
+    wake_dispatcher();
+    return true;
+}
+
+void file_flush(int fh, QWORD id) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    if (find_lasting(fh, id) != nullptr)
+        wait_written(fh, id);
+}
+
+void file_close(int fh, QWORD id) {
+    file_flush(fh, id);
+    {
+        ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+        if (find_lasting(fh, id) == nullptr)
+            return;
+        FD_SET(fh, &g_zebfile_close_files);
+    }
+    wake_dispatcher();
+}
+
+void file_abandon(int fh, QWORD id) {
+    {
+        ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+        FileEntry *file = find_file(fh);
+        if (file == nullptr || file->id != id)
+            return;
+        file->buffer_off = 0;
+        FD_SET(fh, &g_zebfile_close_files);
+    }
+    wake_dispatcher();
 }
 
 } // namespace zeb
@@ -362,15 +436,6 @@ void ZEBFILE_flush(int fh) {
     if (fh == -1)
         return;
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
-    for (;;) {
-        FileEntry *file = find_file(fh);
-        if (file == nullptr)
-            return;
-        if (file->mode == ZEBFILE_READ)
-            file->buffer_off = 0;
-        if (file->buffer_off == 0)
-            return;
-        file->in_flush = TRUE;
-        wait_for_news(file);
-    }
+    if (const FileEntry *file = find_file(fh))
+        wait_written(fh, file->id);
 }

@@ -19,6 +19,7 @@ constexpr size_t k_no_result = static_cast<size_t>(-1);
 // The table holds pointers: a condition variable cannot be copied, and whoever waits on one must be
 // able to let go of it after its entry has left the table.
 struct FileEntry : ZEBFILE_entry {
+    QWORD id;         // never used twice, as the number of a descriptor is
     unsigned waiters; // threads waiting on nd_cond
     bool deleted;     // out of the table; the last waiter frees it
     size_t refused;   // writes refused since too much was queued; 0: none are being refused
@@ -43,12 +44,28 @@ void free_file(FileEntry *file);
 // process.
 void wait_for_news(FileEntry *file);
 
+// Waits until the entry has nothing queued, or has left the table.
+void wait_written(int fh, QWORD id);
+
 // The size to which the buffer must grow to hold `n` more bytes, or 0 when it does already.
 size_t grown_size(const FileEntry *file, size_t n);
 // Makes `block` the buffer, with the valid bytes of the old one, which is freed. A null block loses
 // them.
 void adopt_block(FileEntry *file, BYTE *block, size_t size);
 void drop_front(FileEntry *file, size_t n);
+
+// For modules whose entries outlive an error, and so may find a stranger under their descriptor's
+// number. Each takes the mutex. `id` is what file_id gave for the entry.
+
+// The id of a descriptor's entry; 0 when there is none.
+QWORD file_id(int fh);
+// Queues bytes. False when the entry is gone or about to go.
+bool file_write(int fh, QWORD id, const void *pd, size_t n);
+// As ZEBFILE_flush and ZEBFILE_close.
+void file_flush(int fh, QWORD id);
+void file_close(int fh, QWORD id);
+// Ends the entry without waiting: what is queued is dropped at once.
+void file_abandon(int fh, QWORD id);
 
 } // namespace zeb
 

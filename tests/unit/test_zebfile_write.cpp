@@ -267,3 +267,50 @@ TEST_F(ZebfileWriteThread, AFileGetsEverythingOfManyWriters) {
     for (int w = 0; w < 4; ++w)
         EXPECT_EQ(occurrences("\n" + text, "\n" + number(w) + ":"), 500U);
 }
+
+// ---- Entries known by their id ----
+
+TEST_F(ZebfileTable, AnIdTellsAnEntryFromALaterOneWithItsNumber) {
+    const int fh = writing(&p);
+    const QWORD id = file_id(fh);
+    EXPECT_TRUE(file_write(fh, id, "ab", 2));
+    file_abandon(fh, id);
+    EXPECT_FALSE(file_write(fh, id, "cd", 2));
+    fd_max = fh;
+    pre_select();
+    EXPECT_EQ(file_id(fh), 0U);
+    EXPECT_EQ(p.take(), "");
+
+    Pipe other;
+    ASSERT_EQ(dup2(other.reader(), fh), fh);
+    other.put("unread");
+    ASSERT_TRUE(ZEBFILE_associate_fh(fh, ZEBFILE_READ));
+    cycle();
+    EXPECT_NE(file_id(fh), id);
+    EXPECT_FALSE(file_write(fh, id, "ef", 2));
+    file_flush(fh, id);
+    file_close(fh, id);
+    file_abandon(fh, id);
+    cycle();
+    EXPECT_EQ(buffered(fh), "unread");
+    EXPECT_EQ(err.text(), "");
+}
+
+TEST_F(ZebfileTable, AnEntryFlaggedForItsEndTakesNothingMore) {
+    const int fh = writing(&p);
+    FD_SET(fh, &g_zebfile_close_files);
+    EXPECT_FALSE(file_write(fh, file_id(fh), "ab", 2));
+    EXPECT_EQ(buffered(fh), "");
+}
+
+TEST_F(ZebfileWriteThread, ClosingByIdLeavesNothingQueuedBehind) {
+    const QWORD id = file_id(fh);
+    ZEBFILE_setbuffer(fh, 100);
+    EXPECT_TRUE(file_write(fh, id, "queued", 6));
+    file_flush(fh, id);
+    EXPECT_EQ(p.take(), "queued");
+    EXPECT_TRUE(file_write(fh, id, "more", 4));
+    file_close(fh, id);
+    EXPECT_EQ(p.take(), "more");
+    EXPECT_FALSE(file_write(fh, id, "late", 4));
+}
