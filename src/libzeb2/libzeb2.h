@@ -20,6 +20,7 @@
 #include "eventat.h"
 #include "inst.h"
 #include "ll.h"
+#include "log.h"
 #include "netmsg.h"
 #include "netpack.h"
 #include "physunits.h"

@@ -1,0 +1,188 @@
+#include "log_int.h"
+
+#include "diag.h"
+#include "util.h"
+
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+using namespace zeb;
+
+namespace {
+
+constexpr size_t k_processed_by_size = 255; // bytes of the line that names the daemon
+constexpr long long k_kilobyte = 1024;
+
+// ---- What the configuration says ----
+
+// A number of kilobytes in bytes; what is not above 0 is 0, and so is a missing value.
+size_t bytes_of(CONF_node *root, const char *key) {
+    const char *value = CONF_lookup(root, key);
+    const long long count = value != nullptr ? strtoll(value, nullptr, 10) : 0;
+    if (count <= 0)
+        return 0;
+    constexpr auto most = static_cast<size_t>(LONG_MAX);
+    return count > static_cast<long long>(most / k_kilobyte)
+               ? most
+               : static_cast<size_t>(count * k_kilobyte);
+}
+
+template <size_t N> void set_station(char (&code)[N], const char *id, int (*in_case)(int)) {
+    UTIL_strncpynt(code, id, N);
+    for (char *c = code; *c != '\0'; ++c)
+        *c = static_cast<char>(in_case(static_cast<unsigned char>(*c)));
+}
+
+// The odd test is what stations' files rely on: "0", "false", "TRUE" and "no" disable, "true",
+// "False" and "1" do not.
+bool is_logging(CONF_node *local) {
+    const char *value = CONF_lookup(local, "EnableLogging");
+    return value == nullptr || value[0] == 't' || value[0] == 'F' || atoi(value) != 0;
+}
+
+const char *environment(const char *name, const char *fallback) {
+    const char *value = getenv(name);
+    return value != nullptr ? value : fallback;
+}
+
+// The absolute form of the configured directory; null without memory (reported).
+OwnedBlock<char> absolute(const char *directory) {
+    const size_t size = strlen(directory) + strlen(environment("ZEB2", "")) + 2;
+    OwnedBlock<char> path(static_cast<char *>(malloc(size)));
+    if (ZEB_CHECK_ERRNO(path != nullptr))
+        UTIL_make_relative(directory, path.get());
+    return path;
+}
+
+// Sets the base name of the files; false without memory. What is too long is cut, and found to be
+// too long when a file is named.
+bool set_basename(LOG_file *f, CONF_node *root, const char *basename) {
+    if (const char *configured = CONF_lookup(root, "Disk;LogDir")) {
+        const OwnedBlock<char> directory = absolute(configured);
+        if (directory == nullptr)
+            return false;
+        snprintf(f->basename, sizeof f->basename, "%s/%s", directory.get(), basename);
+    } else {
+        snprintf(f->basename, sizeof f->basename, "%s/stn/%s/log/%s", environment("DB", "/oru/db"),
+                 f->stncode_l, basename);
+    }
+    return true;
+}
+
+void configure(LOG_file *f, CONF_node *root) {
+    f->max_file_size = bytes_of(root, "Disk;MaxFileSize");
+    f->buffer_limit = bytes_of(root, "Disk;BufferSize");
+    const char *id = CONF_lookup(root, "Disk;StationID");
+    if (id == nullptr)
+        id = "nil";
+    set_station(f->stncode_l, id, tolower);
+    set_station(f->stncode_u, id, toupper);
+}
+
+// ---- Opening ----
+
+void insert_headers(LOG_file *f, const char *basename, CONF_node *root, CONF_node *local,
+                    va_list extra) {
+    if (basename != nullptr) {
+        char line[k_processed_by_size];
+        snprintf(line, sizeof line, "!fil;ProcessedBy;%s,zeb", basename);
+        insert_header(f, line);
+    }
+    for (const char *branch : {"Global", "Disk", "Control"})
+        LOG_add_conf_headers(f, CONF_lookup_tree(root, branch));
+    LOG_add_conf_headers(f, local);
+    while (const char *line = va_arg(extra, const char *))
+        insert_header(f, line);
+    insert_standard_headers(f);
+}
+
+bool begin_first(LOG_file *f, CONF_node *root, const char *basename) {
+    char filename[sizeof f->filename];
+    if (set_basename(f, root, basename) && name_for_now(f, filename) && begin_file(f, filename)) {
+        f->problem_switching = FALSE;
+        return true;
+    }
+    const int error = errno;
+    const char *slash = strrchr(f->basename, '/');
+    const int length = slash != nullptr ? static_cast<int>(slash - f->basename) : 0;
+    errno = error;
+    ZEB_REPORT_ERRNO("Unable to open log file \"%.*s\"", length, f->basename);
+    return false;
+}
+
+void free_records(LOG_file *f) {
+    for (LL_NODE *node = f->records.head; node != nullptr; node = node->next)
+        free_record(static_cast<LOG_record_defn *>(node->data));
+    LL_clear(&f->records);
+}
+
+} // namespace
+
+BOOL LOG_init(LOG_file *f) {
+    *f = {};
+    f->fh = -1;
+    strcpy(f->basename, "UNDEF");
+    strcpy(f->stncode_u, "STN");
+    strcpy(f->stncode_l, "stn");
+    LL_init(&f->headers);
+    LL_init(&f->records);
+    SFMT_init_buffer(&f->sbfr);
+    return TRUE;
+}
+
+BOOL LOG_open(LOG_file *f, CONF_node *root, CONF_node *local, ZEBMSG_link *lnk) {
+    return LOG_open_n(f, root, local, lnk, nullptr);
+}
+
+BOOL LOG_open_n(LOG_file *f, CONF_node *root, CONF_node *local, ZEBMSG_link *lnk, ...) {
+    const char *basename = CONF_lookup(local, "fil;name");
+    if (basename == nullptr)
+        return FALSE;
+    va_list extra;
+    va_start(extra, lnk);
+    const BOOL opened = LOG_open_basename_va(f, basename, root, local, lnk, extra);
+    va_end(extra);
+    return opened;
+}
+
+BOOL LOG_open_basename(LOG_file *f, const char *basename, CONF_node *root, CONF_node *local,
+                       ZEBMSG_link *lnk) {
+    return LOG_open_basename_n(f, basename, root, local, lnk, nullptr);
+}
+
+BOOL LOG_open_basename_n(LOG_file *f, const char *basename, CONF_node *root, CONF_node *local,
+                         ZEBMSG_link *lnk, ...) {
+    va_list extra;
+    va_start(extra, lnk);
+    const BOOL opened = LOG_open_basename_va(f, basename, root, local, lnk, extra);
+    va_end(extra);
+    return opened;
+}
+
+// The header is complete before the file is begun, so that the file is never without it.
+BOOL LOG_open_basename_va(LOG_file *f, const char *basename, CONF_node *root, CONF_node *local,
+                          ZEBMSG_link *lnk, va_list extra) {
+    configure(f, root);
+    insert_headers(f, basename, root, local, extra);
+    const BOOL enabled_before = f->info.enabled;
+    f->info.enabled = is_logging(local);
+    if (basename != nullptr && !begin_first(f, root, basename)) {
+        f->info.enabled = enabled_before;
+        return FALSE;
+    }
+    post_state(lnk, &f->info);
+    return TRUE;
+}
+
+void LOG_close(LOG_file *f) {
+    forget_requests(f);
+    free_records(f);
+    LL_clear(&f->headers);
+    close_file(f);
+    f->interrupted = FALSE;
+    SFMT_destroy_buffer(&f->sbfr);
+}

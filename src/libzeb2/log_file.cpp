@@ -1,0 +1,300 @@
+#include "log_int.h"
+
+#include "diag.h"
+#include "zebfile.h"
+#include "zebfile_int.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace zeb;
+
+namespace {
+
+constexpr size_t k_path_size = 256;
+constexpr size_t k_time_length = sizeof "_YYYYMMDDThhmmssZ" - 1;
+constexpr int k_open_flags = O_APPEND | O_NONBLOCK | O_CLOEXEC;
+constexpr mode_t k_create_mode = 0666;
+
+// A descriptor that is closed with its scope; errno stays.
+class Descriptor {
+  public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        const int error = errno;
+        if (fd_ != -1)
+            close(fd_);
+        errno = error;
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    int get() const { return fd_; }
+    int give() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+
+  private:
+    int fd_;
+};
+
+bool write_whole(int fd, const char *text) {
+    for (size_t left = strlen(text); left != 0;) {
+        const ssize_t count = write(fd, text, left);
+        if (count == -1 && errno != EINTR)
+            return false;
+        if (count > 0) {
+            text += count;
+            left -= static_cast<size_t>(count);
+        }
+    }
+    return true;
+}
+
+// ---- A new file ----
+//
+// It is written before it has a name, so that a daemon that is killed leaves no beginning of a file
+// behind.
+
+// The directory of the file and, in it, a name that no log file has.
+struct Places {
+    char directory[k_path_size];
+    char hidden[2 * k_path_size + sizeof "/..new"];
+};
+
+Places places_of(const LOG_file *f) {
+    Places places;
+    const char *slash = strrchr(f->basename, '/');
+    const int length = slash != nullptr ? static_cast<int>(slash - f->basename) : 1;
+    snprintf(places.directory, sizeof places.directory, "%.*s/", length,
+             slash != nullptr ? f->basename : ".");
+    snprintf(places.hidden, sizeof places.hidden, "%s.%s.new", places.directory,
+             slash != nullptr ? slash + 1 : f->basename);
+    return places;
+}
+
+// Names an unnamed file, in place of one that has the name.
+bool give_name(int fd, const char *hidden, const char *filename) {
+    char self[64];
+    snprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+    if (linkat(AT_FDCWD, self, AT_FDCWD, filename, AT_SYMLINK_FOLLOW) == 0)
+        return true;
+    if (errno != EEXIST)
+        return false;
+    unlink(hidden);
+    return linkat(AT_FDCWD, self, AT_FDCWD, hidden, AT_SYMLINK_FOLLOW) == 0 &&
+           rename(hidden, filename) == 0;
+}
+
+int create_unnamed(const Places &places, const char *filename, const char *text) {
+    Descriptor fd(open(places.directory, k_open_flags | O_WRONLY | O_TMPFILE, k_create_mode));
+    if (fd.get() != -1 && write_whole(fd.get(), text) &&
+        give_name(fd.get(), places.hidden, filename))
+        return fd.give();
+    return -1;
+}
+
+// For file systems that have no unnamed files.
+int create_hidden(const Places &places, const char *filename, const char *text) {
+    unlink(places.hidden);
+    Descriptor fd(open(places.hidden, k_open_flags | O_WRONLY | O_CREAT | O_EXCL, k_create_mode));
+    if (fd.get() == -1)
+        return -1;
+    if (write_whole(fd.get(), text) && rename(places.hidden, filename) == 0)
+        return fd.give();
+    const int error = errno;
+    unlink(places.hidden);
+    errno = error;
+    return -1;
+}
+
+int create_file(const LOG_file *f, const char *filename, const char *text) {
+    const Places places = places_of(f);
+    const int fd = create_unnamed(places, filename, text);
+    return fd != -1 ? fd : create_hidden(places, filename, text);
+}
+
+// ---- The current file ----
+
+void report_end_of_fault(const LOG_file *f, const char *filename) {
+    if (f->lost != 0)
+        ZEB_REPORT("Log file \"%s\" is written again, %zu lines were lost", filename, f->lost);
+    else if (f->interrupted)
+        ZEB_REPORT("Log file \"%s\" was lost, going on in \"%s\"", f->filename, filename);
+}
+
+// Makes an open file the current one; false when it cannot become an entry, and is then closed.
+bool take_file(LOG_file *f, Descriptor *fd, const char *filename) {
+    if (!ZEBFILE_associate_fh(fd->get(), ZEBFILE_WRITE))
+        return false;
+    close_file(f);
+    report_end_of_fault(f, filename);
+    f->fh = fd->give();
+    f->entry = file_id(f->fh);
+    ZEBFILE_setbuffer(f->fh, f->buffer_limit);
+    if (f->filename != filename)
+        snprintf(f->filename, sizeof f->filename, "%s", filename);
+    f->interrupted = FALSE;
+    f->lost = 0;
+    return true;
+}
+
+bool queue_line(const LOG_file *f, const char *line) {
+    return f->fh != -1 && file_write(f->fh, f->entry, line, strlen(line));
+}
+
+// Whether the current file was deleted: what is written to it is seen by nobody.
+bool is_deleted(const LOG_file *f) {
+    struct stat open_file, named_file;
+    if (f->fh == -1 || fstat(f->fh, &open_file) == -1 || open_file.st_nlink != 0)
+        return false;
+    return stat(f->filename, &named_file) == -1 || named_file.st_ino != open_file.st_ino ||
+           named_file.st_dev != open_file.st_dev;
+}
+
+// ---- Going on after a fault ----
+
+// Removes the beginning of a line at the end of the file. A file without one whole line has lost
+// its header and is as good as gone.
+bool cut_torn_line(int fd) {
+    const off_t size = lseek(fd, 0, SEEK_END);
+    char block[4096];
+    off_t end = size;
+    while (end > 0) {
+        const off_t start = std::max<off_t>(end - static_cast<off_t>(sizeof block), 0);
+        const auto length = static_cast<size_t>(end - start);
+        if (pread(fd, block, length, start) != static_cast<ssize_t>(length))
+            return false;
+        if (const void *line_end = memrchr(block, '\n', length)) {
+            end = start + (static_cast<const char *>(line_end) - block) + 1;
+            break;
+        }
+        end = start;
+    }
+    if (end == 0)
+        errno = ENOENT;
+    return end != 0 && (end == size || ftruncate(fd, end) == 0);
+}
+
+// Writes the line now: a file that is still full is found so here, before anything is said.
+bool append_whole(int fd, const char *line) {
+    const off_t size = lseek(fd, 0, SEEK_END);
+    if (write_whole(fd, line))
+        return true;
+    const int error = errno;
+    if (ftruncate(fd, size) == -1)
+        ZEB_REPORT_ERRNO("Unable to shorten log file %d", fd);
+    errno = error;
+    return false;
+}
+
+bool reopen(LOG_file *f, const char *line) {
+    Descriptor fd(open(f->filename, k_open_flags | O_RDWR));
+    return fd.get() != -1 && cut_torn_line(fd.get()) && append_whole(fd.get(), line) &&
+           take_file(f, &fd, f->filename);
+}
+
+bool begin_next(LOG_file *f, const char *line) {
+    char filename[k_path_size];
+    return name_for_now(f, filename) && begin_file(f, filename) && queue_line(f, line);
+}
+
+bool go_on(LOG_file *f, const char *line) {
+    if (f->headless)
+        return begin_file(f, f->filename) && queue_line(f, line);
+    return reopen(f, line) || (errno == ENOENT && begin_next(f, line));
+}
+
+// Gives up a file that is not written any more. What is queued must not follow later lines.
+void interrupt(LOG_file *f) {
+    if (f->fh != -1)
+        file_abandon(f->fh, f->entry);
+    f->fh = -1;
+    f->interrupted = TRUE;
+}
+
+void lose_line(LOG_file *f) {
+    if (f->lost++ == 0)
+        ZEB_REPORT_ERRNO("Unable to write to log file \"%s\"", f->filename);
+}
+
+} // namespace
+
+namespace zeb {
+
+bool name_for_now(const LOG_file *f, char (&filename)[k_path_size]) {
+    LOG_filenamefortime(f->basename, time(nullptr), filename);
+    if (strlen(f->basename) + k_time_length < sizeof filename)
+        return true;
+    errno = ENAMETOOLONG;
+    return false;
+}
+
+bool begin_file(LOG_file *f, const char *filename) {
+    OwnedBlock<char> header;
+    if (f->info.enabled) {
+        header = header_text(f, filename);
+        if (header == nullptr) {
+            errno = ENOMEM;
+            return false;
+        }
+    }
+    Descriptor fd(create_file(f, filename, header != nullptr ? header.get() : ""));
+    if (fd.get() == -1)
+        return false;
+    if (!take_file(f, &fd, filename)) {
+        unlink(filename);
+        return false;
+    }
+    f->headless = header == nullptr;
+    return true;
+}
+
+void write_line(LOG_file *f, const char *line) {
+    if (!f->info.enabled || (f->fh == -1 && !f->interrupted))
+        return;
+    if (!f->headless) {
+        if (!is_deleted(f) && queue_line(f, line))
+            return;
+        interrupt(f);
+    }
+    if (!go_on(f, line))
+        lose_line(f);
+}
+
+void close_file(LOG_file *f) {
+    if (f->fh != -1)
+        file_close(f->fh, f->entry);
+    f->fh = -1;
+}
+
+} // namespace zeb
+
+BOOL LOG_switch(LOG_file *f, time_t) {
+    char filename[k_path_size];
+    if (name_for_now(f, filename) && begin_file(f, filename)) {
+        f->problem_switching = FALSE;
+        return TRUE;
+    }
+    if (!f->problem_switching)
+        ZEB_REPORT_ERRNO("Unable to switch to log file \"%s\"", filename);
+    f->problem_switching = TRUE;
+    return FALSE;
+}
+
+void LOG_flush(LOG_file *f) {
+    if (f->fh != -1)
+        file_flush(f->fh, f->entry);
+}
+
+void LOG_filenamefortime(const char *basename, time_t t, char *dst) {
+    const UtcTime utc = utc_time(t);
+    snprintf(dst, k_path_size, "%s_%04d%02u%02uT%02u%02u%02uZ", basename, utc.year, utc.month,
+             utc.day, utc.hour, utc.minute, utc.second);
+}
