@@ -126,7 +126,7 @@ void report_end_of_fault(const LOG_file *f, const char *filename) {
     if (f->lost != 0)
         ZEB_REPORT("Log file \"%s\" is written again, %zu lines were lost", filename, f->lost);
     else if (f->interrupted)
-        ZEB_REPORT("Log file \"%s\" was lost, going on in \"%s\"", f->filename, filename);
+        ZEB_REPORT("Log file \"%s\" was not written, going on in \"%s\"", f->filename, filename);
 }
 
 // Makes an open file the current one; false when it cannot become an entry, and is then closed.

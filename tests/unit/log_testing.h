@@ -5,7 +5,10 @@
 #include "support.h"
 #include "util.h"
 #include "zebfile.h"
+#include "zebfile_int.h"
 
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
