@@ -183,20 +183,20 @@ bool cut_torn_line(int fd) {
 }
 
 // Writes the line now: a file that is still full is found so here, before anything is said.
-bool append_whole(int fd, const char *line) {
+bool append_whole(int fd, const char *filename, const char *line) {
     const off_t size = lseek(fd, 0, SEEK_END);
     if (write_whole(fd, line))
         return true;
     const int error = errno;
     if (ftruncate(fd, size) == -1)
-        ZEB_REPORT_ERRNO("Unable to shorten log file %d", fd);
+        ZEB_REPORT_ERRNO("Unable to take a torn line off log file \"%s\"", filename);
     errno = error;
     return false;
 }
 
 bool reopen(LOG_file *f, const char *line) {
     Descriptor fd(open(f->filename, k_open_flags | O_RDWR));
-    return fd.get() != -1 && cut_torn_line(fd.get()) && append_whole(fd.get(), line) &&
+    return fd.get() != -1 && cut_torn_line(fd.get()) && append_whole(fd.get(), f->filename, line) &&
            take_file(f, &fd, f->filename);
 }
 
