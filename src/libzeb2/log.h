@@ -197,7 +197,7 @@ ZEB_API void LOG_add_conf_headers(LOG_file *f, CONF_node *node);
  * f: not null. lnk: link whose log echo gets the line, whether logging is enabled or not; or null.
  * code: of a record; one that is unknown or has no columns writes nothing.
  * Returns nothing. A file that cannot be written loses the line, see above.
- * Threads: the file's owner; never waits. */
+ * Threads: the file's owner; never waits for the file, but for the answer to the echo. */
 ZEB_API void LOG_write(LOG_file *f, INST_link *lnk, const char *code, FTIME rectime, ...);
 
 /* Prints the line to a stream instead, whether logging is enabled or not. The line is the format of

@@ -260,7 +260,7 @@ void print_value(SFMT_buffer *out, const char *format, const Value &value) {
 
 } // namespace zeb
 
-void LOG_write(LOG_file *f, INST_link *, const char *code, FTIME rectime, ...) {
+void LOG_write(LOG_file *f, INST_link *lnk, const char *code, FTIME rectime, ...) {
     Arguments args;
     va_start(args.list, rectime);
     evaluate(f, code, rectime, &args);
@@ -269,6 +269,8 @@ void LOG_write(LOG_file *f, INST_link *, const char *code, FTIME rectime, ...) {
     if (*line == '\0')
         return;
     write_line(f, line);
+    if (lnk != nullptr)
+        INST_logecho(lnk, line);
 }
 
 void LOG_write_file(LOG_file *f, FILE *stream, const char *code, FTIME rectime, ...) {

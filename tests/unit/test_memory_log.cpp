@@ -2,9 +2,31 @@
 #include "fail_alloc.h"
 #include "log_testing.h"
 
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace zeb::test;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+namespace {
+
+bool g_nameless_files = true; // whether the file system has files without a name
+
+} // namespace
+
+extern "C" {
+int __real_linkat(int old_dir, const char *old_name, int new_dir, const char *new_name, int flags);
+int __wrap_linkat(int old_dir, const char *old_name, int new_dir, const char *new_name, int flags);
+
+int __wrap_linkat(int old_dir, const char *old_name, int new_dir, const char *new_name, int flags) {
+    if (g_nameless_files)
+        return __real_linkat(old_dir, old_name, new_dir, new_name, flags);
+    errno = ENOENT;
+    return -1;
+}
+}
 
 namespace {
 
@@ -142,6 +164,42 @@ TEST_F(LogMemory, WithoutMemoryForItsFieldsTheLineBeforeIsWrittenOnceMore) {
     EXPECT_EQ(data(), whole_line + whole_line);
     EXPECT_THAT(err.text(), HasSubstr("assertion failed (log_line.cpp:"));
     EXPECT_THAT(err.text(), HasSubstr("Cannot allocate memory"));
+}
+
+// ---- A file system without nameless files ----
+
+class LogPlainFiles : public LogMemory {
+  protected:
+    LogPlainFiles() { g_nameless_files = false; }
+    ~LogPlainFiles() override { g_nameless_files = true; }
+};
+
+TEST_F(LogPlainFiles, AFileIsBegunUnderAHiddenNameAndRenamed) {
+    define();
+    // What a daemon that was killed there may have left.
+    write_file(dir / ".X1.new", "!fil;FileN");
+    open();
+    LOG_write(&f, nullptr, "S", 1400000000, 2.5, DWORD{1});
+    EXPECT_EQ(data(), whole_line);
+    EXPECT_TRUE(switch_later());
+    LOG_write(&f, nullptr, "S", 1400000000, 2.5, DWORD{1});
+    EXPECT_THAT(content(), StartsWith("!fil;FileName,X1_"));
+    EXPECT_EQ(data(), whole_line);
+    EXPECT_EQ(files().size(), 2U);
+    for (const std::string &name : files())
+        EXPECT_THAT(name, StartsWith("X1_"));
+}
+
+TEST_F(LogPlainFiles, AFileThatCannotBeRenamedLeavesNothingBehind) {
+    const time_t now = time(nullptr);
+    for (time_t t = now; t < now + 60; ++t) {
+        char name[256];
+        LOG_filenamefortime((dir / "X1").c_str(), t, name);
+        std::filesystem::create_directory(name);
+    }
+    EXPECT_FALSE(LOG_open(&f, root, local, nullptr));
+    EXPECT_THAT(err.text(), HasSubstr("Unable to open log file \"" + dir.path() + "\": "));
+    EXPECT_EQ(files().size(), 60U);
 }
 
 } // namespace
