@@ -30,7 +30,7 @@ class Table {
   public:
     Table(std::initializer_list<LOG_map_defn> rows) : rows_(rows) { rows_.push_back(k_end); }
     operator const LOG_map_defn *() const { return rows_.data(); }
-    LOG_map_defn &operator[](size_t i) { return rows_[i]; }
+    LOG_map_defn &at(size_t i) { return rows_.at(i); }
 
   private:
     std::vector<LOG_map_defn> rows_;

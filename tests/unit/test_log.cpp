@@ -308,7 +308,7 @@ TEST_F(LogFiles, AFileIsAsWrittenByHand) {
               "Control;x,1 !fil;Control,by hand\n");
     double a = 12.54, b = MVC;
     Table vars = {row("a", LVT_DOUBLE, &a), row("b", LVT_DOUBLE, &b, "*4.0f")};
-    vars[0].desc = "Aerosol";
+    vars.at(0).desc = "Aerosol";
     LOG_define_record(&f, "S", nullptr, vars, local, FALSE);
     ASSERT_TRUE(LOG_open_basename_n(&f, "X1", root, local, nullptr, "!fil;own,line",
                                     "!FIL;OWN,LINE", nullptr));

@@ -130,7 +130,9 @@ testing::AssertionResult is_whole(const std::string &text, DWORD *last) {
 
 void check_file(Daemon *daemon, const std::string &path, DWORD *last) {
     const std::string text = read_file(path);
-    const std::string name = text.substr(14, text.find('\n') - 14); // behind "!fil;FileName,"
+    const std::string start = "!fil;FileName,";
+    ASSERT_THAT(text, StartsWith(start)) << path;
+    const std::string name = text.substr(start.size(), text.find('\n') - start.size());
     const std::string header = daemon->header_of(name);
     ASSERT_THAT(text, StartsWith(header)) << path;
     // A torn line of which not even the number is whole says nothing.

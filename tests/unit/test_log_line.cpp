@@ -153,7 +153,7 @@ BOOL fail(void *, LOG_record_var_defn *, SFMT_buffer *out) {
 TEST_F(LogLines, AFunctionMakesItsText) {
     char text[] = "hello";
     Table vars = {row("f", LVT_FUNCTION, text)};
-    vars[0].map = say;
+    vars.at(0).map = say;
     define(vars);
     EXPECT_EQ(columns(), ",f=hello");
 }
@@ -161,7 +161,7 @@ TEST_F(LogLines, AFunctionMakesItsText) {
 TEST_F(LogLines, AFunctionThatFailsOrIsMissingLeavesTheMissingTextOrNothing) {
     Table vars = {row("f", LVT_FUNCTION, nullptr, nullptr, "none"), row("g", LVT_FUNCTION),
                   row("h", LVT_FUNCTION, nullptr, nullptr, "no map"), row("i", LVT_FUNCTION)};
-    vars[0].map = vars[1].map = fail;
+    vars.at(0).map = vars.at(1).map = fail;
     define(vars);
     EXPECT_EQ(columns(), ",none,,no map,");
 }
@@ -259,7 +259,7 @@ TEST_F(LogLines, AnUnknownCodeWritesNothing) {
 TEST_F(LogLines, APercentInTheDataIsInterpretedOnItsWayToAStream) {
     char text[] = "100%% of 5%";
     Table vars = {row("f", LVT_FUNCTION, text)};
-    vars[0].map = say;
+    vars.at(0).map = say;
     define(vars);
     LOG_write(&f, nullptr, "S", 1400000000);
     EXPECT_EQ(written(), ",f=100%% of 5%\n");
@@ -272,7 +272,7 @@ TEST_F(LogLines, ALineGoesToADescriptorAsItIs) {
     ASSERT_EQ(pipe(ends), 0);
     char text[] = "5%% %s";
     Table vars = {row("f", LVT_FUNCTION, text)};
-    vars[0].map = say;
+    vars.at(0).map = say;
     define(vars);
     LOG_write_fd(&f, ends[1], "S", 1400000000);
     LOG_write_fd(&f, ends[1], "none", 1400000000);
@@ -303,7 +303,7 @@ TEST_F(LogFiles, LinesGoToTheFileOneAfterTheOther) {
 TEST_F(LogFiles, APercentInTheDataIsNotInterpretedOnItsWayToTheFile) {
     char text[] = "5%% %s %n";
     Table vars = {row("f", LVT_FUNCTION, text)};
-    vars[0].map = say;
+    vars.at(0).map = say;
     LOG_define_record(&f, "S", "*", vars, local, FALSE);
     open();
     LOG_write(&f, nullptr, "S", 1400000000);

@@ -149,7 +149,7 @@ TEST_F(LogDefinitions, ARecordOfUnknownColumnsOnlyAddsNoHeaders) {
 
 TEST_F(LogDefinitions, NamesInAListAreCutTo63Characters) {
     const std::string name(63, 'v');
-    vars[0].name = name.c_str();
+    vars.at(0).name = name.c_str();
     define((name + "tail").c_str());
     EXPECT_EQ(record().n_cols, 1U);
 }
@@ -170,7 +170,7 @@ TEST_F(LogDefinitions, TheFirstOfTwoRecordsWithTheSameCodeIsWritten) {
 }
 
 TEST_F(LogDefinitions, AnUnnamedVariableIsReportedAndSkipped) {
-    vars[1].name = nullptr;
+    vars.at(1).name = nullptr;
     define("*");
     EXPECT_THAT(err.text(), StartsWith("PREINIT: Un-named variable at index 1 in defintion of S "
                                        "(log_record.cpp:"));
@@ -197,7 +197,7 @@ TEST_F(LogDefinitions, ColumnsAreNamedForTheFileUnlessTheyAreMarkedAlready) {
         LOG_close(&f);
         LOG_init(&f);
         local.set("fil;name", one.file);
-        vars[0].name = one.row;
+        vars.at(0).name = one.row;
         define("*", one.prefixnames);
         EXPECT_STREQ(record().vars[0].hdrname, one.expected);
     }
@@ -233,7 +233,7 @@ TEST_F(LogDefinitions, EnableSetToYesDisables) {
 // ---- Formats and missing values ----
 
 TEST_F(LogDefinitions, TheConfiguredFormatAndMissingTextReplaceTheRows) {
-    vars[0].defmvc = "none";
+    vars.at(0).defmvc = "none";
     local.set("var;a;format", "*4.0f");
     local.set("var;a;mvc", "ZZ");
     define("*");
@@ -242,14 +242,14 @@ TEST_F(LogDefinitions, TheConfiguredFormatAndMissingTextReplaceTheRows) {
 }
 
 TEST_F(LogDefinitions, TheRowsMissingTextIsUsedWhenNoneIsConfigured) {
-    vars[0].defmvc = "none";
+    vars.at(0).defmvc = "none";
     define("*");
     EXPECT_STREQ(record().vars[0].mvc, "none");
 }
 
 TEST_F(LogDefinitions, AMissingTextIsMadeByFormattingTheMissingValue) {
-    vars[0].format = "*4.2f";
-    vars[1].format = "*~3.0f";
+    vars.at(0).format = "*4.2f";
+    vars.at(1).format = "*~3.0f";
     define("*");
     EXPECT_STREQ(record().vars[0].mvc, "9999.99");
     EXPECT_STREQ(record().vars[1].mvc, "   ");
@@ -262,7 +262,7 @@ TEST_F(LogDefinitions, AMissingTextIsMadeForEveryTypeThatYieldsADouble) {
                                     LVT_DOUBLE,       LVT_MVC,
                                     LVT_VA_DOUBLE,    LVT_FUNCTION};
     for (int type = LVT_AVG_SHIFTING; type < LVT_END; ++type) {
-        vars[0].type = static_cast<LOG_VAR_TYPE>(type);
+        vars.at(0).type = static_cast<LOG_VAR_TYPE>(type);
         define("*");
         const char *mvc = record(f.records.count - 1).vars[0].mvc;
         if (std::find(std::begin(doubles), std::end(doubles), type) != std::end(doubles))
@@ -273,16 +273,16 @@ TEST_F(LogDefinitions, AMissingTextIsMadeForEveryTypeThatYieldsADouble) {
 }
 
 TEST_F(LogDefinitions, NoMissingTextIsMadeWithoutAFormatOrOfAnEmptyOne) {
-    vars[0].format = nullptr;
-    vars[1].format = "";
+    vars.at(0).format = nullptr;
+    vars.at(1).format = "";
     define("*");
     EXPECT_EQ(record().vars[0].mvc, nullptr);
     EXPECT_EQ(record().vars[1].mvc, nullptr);
 }
 
 TEST_F(LogDefinitions, AFormatForTextMakesNoMissingText) {
-    vars[0].type = LVT_FUNCTION;
-    vars[0].format = "%s";
+    vars.at(0).type = LVT_FUNCTION;
+    vars.at(0).format = "%s";
     define("*");
     EXPECT_EQ(record().vars[0].mvc, nullptr);
     EXPECT_EQ(err.text(), "");
@@ -292,9 +292,9 @@ TEST_F(LogDefinitions, AFormatForTextMakesNoMissingText) {
 
 TEST_F(LogDefinitions, TheHeaderDescribesTheColumns) {
     local.set("fil;name", "X1");
-    vars[0].desc = "Aerosol number";
-    vars[1].format = nullptr;
-    vars[2].desc = "Counts";
+    vars.at(0).desc = "Aerosol number";
+    vars.at(1).format = nullptr;
+    vars.at(2).desc = "Counts";
     define("c a b");
     EXPECT_THAT(headers(),
                 ElementsAre("!row;colhdr;X1S,X1S;STN;EPOCH;DateTime;c_X1;a_X1;b_X1",
@@ -312,8 +312,8 @@ BOOL two_lines(void *pdhdr, size_t index, LOG_record_var_defn *var, SFMT_buffer 
 
 TEST_F(LogDefinitions, FurtherHeaderLinesAreAskedForUntilThereAreNoMore) {
     int calls = 0;
-    vars[0].gethdrs = two_lines;
-    vars[0].pdhdr = &calls;
+    vars.at(0).gethdrs = two_lines;
+    vars.at(0).pdhdr = &calls;
     define("a");
     EXPECT_EQ(calls, 3);
     EXPECT_THAT(headers(), Contains("!var;a;line0,x"));
@@ -323,9 +323,9 @@ TEST_F(LogDefinitions, FurtherHeaderLinesAreAskedForUntilThereAreNoMore) {
 
 TEST_F(LogDefinitions, AVariableThatIsNoColumnHasNoHeaderLines) {
     int calls = 0;
-    vars[0].gethdrs = two_lines;
-    vars[0].pdhdr = &calls;
-    vars[0].desc = "x";
+    vars.at(0).gethdrs = two_lines;
+    vars.at(0).pdhdr = &calls;
+    vars.at(0).desc = "x";
     define("b");
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(f.headers.count, 3);

@@ -54,8 +54,8 @@ class LogMemory : public LogFiles {
   protected:
     LogMemory() {
         local.set("var;a_X1;format", "*5.1f");
-        vars[0].desc = "Aerosol";
-        vars[0].gethdrs = further;
+        vars.at(0).desc = "Aerosol";
+        vars.at(0).gethdrs = further;
     }
     void define() { LOG_define_record(&f, "S", "b a", vars, local, FALSE); }
 
