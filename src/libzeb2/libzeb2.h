@@ -19,6 +19,7 @@
 #include "crc16.h"
 #include "eventat.h"
 #include "inst.h"
+#include "io.h"
 #include "ll.h"
 #include "log.h"
 #include "netmsg.h"
