@@ -21,6 +21,7 @@ void add_instruments(CLI::App &app, Run &run);
 void add_status(CLI::App &app, Run &run);
 void add_describe(CLI::App &app, Run &run);
 void add_serial(CLI::App &app, Run &run);
+void add_io(CLI::App &app, Run &run);
 void add_conf(CLI::App &app, Run &run);
 
 } // namespace zebctl

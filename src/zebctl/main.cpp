@@ -19,6 +19,7 @@ int main(int argc, char **argv) {
     zebctl::add_status(app, run);
     zebctl::add_describe(app, run);
     zebctl::add_serial(app, run);
+    zebctl::add_io(app, run);
     zebctl::add_conf(app, run);
     try {
         app.parse(argc, argv);

@@ -27,16 +27,6 @@ template <typename T> void store(char *at, T value) {
     memcpy(at, &value, sizeof value);
 }
 
-Json real_to_json(double value, double missing) {
-    if (value == missing)
-        return nullptr;
-    if (std::isnan(value))
-        return "NaN";
-    if (std::isinf(value))
-        return value > 0 ? "Infinity" : "-Infinity";
-    return value;
-}
-
 template <typename T> Json integer_to_json(const char *at, T missing) {
     const T value = load<T>(at);
     return value == missing ? Json(nullptr) : Json(value);
@@ -399,6 +389,16 @@ bool set_path(const NETDSD_entry &description, char *record, std::string path, c
 }
 
 } // namespace
+
+Json real_to_json(double value, double missing) {
+    if (value == missing)
+        return nullptr;
+    if (std::isnan(value))
+        return "NaN";
+    if (std::isinf(value))
+        return value > 0 ? "Infinity" : "-Infinity";
+    return value;
+}
 
 Json to_json(const NETDSD_entry &description, const void *record) {
     Json object = Json::object();

@@ -15,6 +15,9 @@ namespace zebctl {
 
 using Json = nlohmann::ordered_json;
 
+// A real as a value of such a record.
+Json real_to_json(double value, double missing = MVC);
+
 Json to_json(const NETDSD_entry &description, const void *record);
 
 // Sets the fields that `value` (an object) names and leaves the others. False with a reason that

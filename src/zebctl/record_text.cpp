@@ -23,14 +23,6 @@ bool is_blank(const Json &value) {
     return value.is_null() || value == "" || value == 0 || value == false || value == 0.0;
 }
 
-std::string scalar_text(const Json &value) {
-    if (!value.is_number_float())
-        return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-    char text[32];
-    snprintf(text, sizeof text, "%.9g", value.get<double>());
-    return text;
-}
-
 std::string value_text(const NETDSD_field &field, const Json &value);
 
 std::string object_text(const NETDSD_entry *description, const Json &object) {
@@ -57,7 +49,7 @@ std::string value_text(const NETDSD_field &field, const Json &value) {
         return object_text(NETPACK_find_ds(field.type_name), value);
     if (is_time(field) && value.is_number())
         return iso_time(value.get<double>());
-    return value.is_null() ? "-" : scalar_text(value);
+    return value_for_people(value);
 }
 
 bool says_something(const Json &value) {
@@ -67,6 +59,16 @@ bool says_something(const Json &value) {
 }
 
 } // namespace
+
+std::string value_for_people(const Json &value) {
+    if (value.is_null())
+        return "-";
+    if (!value.is_number_float())
+        return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    char text[32];
+    snprintf(text, sizeof text, "%.9g", value.get<double>());
+    return text;
+}
 
 std::vector<std::pair<std::string, std::string>> fields_for_people(const NETDSD_entry *description,
                                                                    const Json &record) {

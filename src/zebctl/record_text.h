@@ -9,6 +9,9 @@
 
 namespace zebctl {
 
+// A value that is no list and no record: numbers with nine digits, "-" when it is missing.
+std::string value_for_people(const Json &value);
+
 // Name and text of each field that says something, in the catalogue's order: missing values, empty
 // texts and the unused ends of lists are left out, times are shown as such, numbers with nine
 // digits.
