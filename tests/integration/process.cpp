@@ -51,6 +51,8 @@ Process::Process(const std::string &directory, const std::vector<std::string> &c
             dup2(options.input, STDIN_FILENO);
         if (!options.terminal.empty())
             use_terminal(options.terminal);
+        // What support.cpp says of threads that are cancelled holds for the programs under test too.
+        setenv("ASAN_OPTIONS", "use_sigaltstack=0", 0);
         for (const auto &[name, value] : options.environment)
             setenv(name.c_str(), value.c_str(), 1);
         if (options.descriptors != 0) {
