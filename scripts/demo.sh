@@ -92,12 +92,14 @@ announced() { "$bin/zebctl" instruments --json | grep -q "\"$1\""; }
 # The sample configuration, with what only this run can know.
 {
     cat etc/zeb.conf
-    echo "gps;Source,$station/run/receiver"
+    echo "Port;gps;Device,$station/run/receiver"
 } >"$station/etc/zeb.conf"
 
-say "1. The message server, where every program of the station meets"
+say "1. The servers: one for messages, where every program meets, and one for serial lines"
 start zebmsgd "$bin/zebmsgd"
+start zebseriald "$bin/zebseriald"
 wait_for "the message server" "$bin/zebctl" status
+wait_for "the serial server" test -S "$ZEB2RUN/.serialdsocket"
 
 if [ -n "$replay" ]; then
     say "2. A receiver that plays $(basename "$replay") at its own pace, and its daemon"

@@ -3,16 +3,22 @@
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <sys/stat.h>
 
+#include "serverkit/report.h"
+
 namespace daemon_kit {
+
+using serverkit::report;
+
 namespace {
 
-constexpr double k_farewell = 1.0; // s for the closing message to leave
+constexpr double k_farewell = 0.5; // s for what is queued to leave; the library adds its own 2 s
 
 // A clock that nobody sets.
 double steady_seconds() {
@@ -82,89 +88,168 @@ std::string Configuration::text(const char *key, const std::string &fallback) co
     return value != nullptr ? value : fallback;
 }
 
-double Configuration::number(const char *key, double fallback) const {
+double Configuration::number(const char *key, double fallback, double lowest,
+                             double highest) const {
     const std::string value = text(key, "");
     char *end;
     const double result = strtod(value.c_str(), &end);
     if (value.empty())
         return fallback;
-    if (*end == '\0')
+    if (*end == '\0' && result >= lowest && result <= highest)
         return result;
-    fprintf(stderr, "%sthe value \"%s\" of %s is not a number; using %g\n", g_dbg_msg_title,
-            value.c_str(), key, fallback);
+    report("the value \"%s\" of %s is not a number%s; using %g", value.c_str(), key,
+           *end == '\0' ? " within its limits" : "", fallback);
     return fallback;
 }
 
-ServerLink::~ServerLink() {
+Station::~Station() {
     if (!connected_)
         return;
-    // The closing message leaves by the hooks, which nobody else is running any more. A server that
-    // did not take what was before it is not waited for twice.
-    if (!stuck_) {
-        ZEBMSG_queue_message_lib(&link_, MSG_SERVER_TERMINATE, 0, nullptr, nullptr, 0, nullptr,
-                                 TRUE);
-        drain(k_farewell);
-    }
-    ZEBMSG_multi_destroy(&link_);
+    drain(k_farewell);
+    INST_disconnect(&link_);
 }
 
-bool ServerLink::drain(double seconds) {
-    const double limit = steady_seconds() + seconds;
-    bool ignored;
-    while (has_output()) {
-        stuck_ = steady_seconds() > limit || !cycle(0.02, -1, ignored);
-        if (stuck_)
+bool Station::connect(const std::string &name, const Configuration &configuration,
+                      const std::string &port) {
+    ZEBMSG_connect_params server;
+    ZEBMSG_init_params(&server);
+    server.id_str = name.c_str();
+    server.host_override = ZEBMSG_get_host_str(configuration.root(), configuration.local());
+    SERIALD_connect_params line;
+    SERIALD_port_params settings = {};
+    if (!port.empty() && !SERIALCOM_breakdown_port_string(port.c_str(), &line, &settings)) {
+        report("\"%s\" is no port: a name such as =gps, or a device such as ttyS0:4800n81",
+               port.c_str());
+        return false;
+    }
+    SERIALCOM_link *const no_more_links = nullptr;
+    SERIALD_connect_params *const no_more_lines = nullptr;
+    if (!INST_connect(&link_, &server, port.empty() ? nullptr : &line, nullptr, no_more_links,
+                      no_more_lines)) {
+        report("cannot connect to the station; %s running?",
+               port.empty() ? "is the message server" : "are the message and the serial server");
+        return false;
+    }
+    connected_ = true;
+    if (!wait_for_servers(port))
+        return false;
+    if (settings.baud != 0)
+        SERIALCOM_set_port_params(&link_.sc_lnk, &settings);
+    return true;
+}
+
+// INST_wait_connected() would not hear of a signal while a server hangs.
+bool Station::wait_for_servers(const std::string &port) {
+    while (!INST_test_connected(&link_)) {
+        if (!is_up(link_.msg_lnk_up)) {
+            report("the message server closed the link");
             return false;
+        }
+        if (!port.empty() && !is_up(link_.sc_lnk_up)) {
+            report("the serial server refuses the port %s", port.c_str());
+            return false;
+        }
+        if (UTIL_exit_poll())
+            return false;
+        UTIL_fsleep(0.005);
     }
     return true;
 }
 
-// Nobody else touches the link: this thread runs its hooks.
-bool ServerLink::has_output() {
-    return link_.tx_queue.count != 0 || link_.tx_buff_size != 0 ||
-           NETMSG_buffer_pending(&link_.tx_stream);
+// A link that is lost keeps its last state: nobody serves it any more. The flags tell.
+bool Station::is_up(const BOOL &flag) {
+    pthread_mutex_lock(&link_.mtx);
+    const bool up = flag;
+    pthread_mutex_unlock(&link_.mtx);
+    return up;
 }
 
-bool ServerLink::connect(const std::string &name, const Configuration &configuration) {
-    ZEBMSG_connect_params parameters;
-    ZEBMSG_init_params(&parameters);
-    parameters.id_str = name.c_str();
-    parameters.host_override = ZEBMSG_get_host_str(configuration.root(), configuration.local());
-    if (!ZEBMSG_multi_connect(&parameters, &link_))
-        return false;
-    connected_ = true;
-    FD_ZERO(&rx_);
-    FD_ZERO(&tx_);
-    ZEBMSG_dispatch_init(&link_, &rx_, &tx_, &max_, nullptr);
-    bool ignored;
-    while (cycle(0.25, -1, ignored))
-        if (ZEBMSG_test_connected(&link_))
-            return true;
-        else if (UTIL_exit_poll())
+// INST_sleep() of no time at all need not look at the links.
+bool Station::wait(double seconds) {
+    return !UTIL_exit_poll() && INST_test_connected(&link_) && INST_sleep(&link_, seconds);
+}
+
+bool Station::drain(double seconds) {
+    const double limit = steady_seconds() + seconds;
+    while (has_output()) {
+        if (steady_seconds() > limit || !is_up(link_.msg_lnk_up))
             return false;
+        UTIL_fsleep(0.005);
+    }
+    return true;
+}
+
+bool Station::has_output() {
+    ZEBMSG_link *link = messages();
+    pthread_mutex_lock(&link->mtx);
+    const bool waiting = link->tx_queue.count != 0 || link->tx_buff_size != 0 ||
+                         NETMSG_buffer_pending(&link->tx_stream);
+    pthread_mutex_unlock(&link->mtx);
+    return waiting;
+}
+
+int Station::result() {
+    if (UTIL_exit_poll())
+        return 0;
+    report("the %s server is gone", is_up(link_.msg_lnk_up) ? "serial" : "message");
+    return 1;
+}
+
+void Station::tell(const char *format, ...) {
+    char text[1024];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    report("%s", text);
+    ZEBMSG_writemonitor(messages(), 0, UTIL_ftime(), "%s", text);
+}
+
+Daemon::~Daemon() {
+    station_.reset();
+    if (configuration_)
+        LIBZEB_cleanup();
+}
+
+bool Daemon::start(int argc, char **argv) {
+    const int status = parse_command_line(argc, argv, description_, options_);
+    if (status >= 0) {
+        exit_status_ = status;
+        return false;
+    }
+    if (!LIBZEB_init(options_.name.c_str()))
+        return false;
+    UTIL_exit_signal_poll_setup();
+    configuration_.emplace(options_);
+    return !configuration_->is_refused();
+}
+
+bool Daemon::connect() {
+    return connect_to("");
+}
+
+bool Daemon::connect_with_line() {
+    return connect_to(port());
+}
+
+bool Daemon::connect_to(const std::string &port) {
+    if (station_.emplace().connect(name(), configuration(), port))
+        return true;
+    exit_status_ = UTIL_exit_poll() ? 0 : 1;
     return false;
 }
 
-bool ServerLink::cycle(double seconds, int fd, bool &readable) {
-    readable = false;
-    ZEBMSG_dispatch_pre_select(&link_, &rx_, &tx_, &max_);
-    if (ZEBMSG_test_connected_ext(&link_) < 0)
-        return false;
-    fd_set selected_rx = rx_, selected_tx = tx_;
-    if (fd >= 0 && fd < FD_SETSIZE)
-        FD_SET(fd, &selected_rx);
-    const timespec limit = {static_cast<time_t>(seconds),
-                            static_cast<long>((seconds - static_cast<time_t>(seconds)) * 1e9)};
-    const int selected =
-        pselect(std::max(max_, fd) + 1, &selected_rx, &selected_tx, nullptr, &limit, nullptr);
-    readable = selected > 0 && fd >= 0 && fd < FD_SETSIZE && FD_ISSET(fd, &selected_rx);
-    return serve(selected, &selected_rx, &selected_tx);
-}
-
-bool ServerLink::serve(int selected, fd_set *readable, fd_set *writable) {
-    if (selected > 0)
-        return ZEBMSG_dispatch_post_select(&link_, &rx_, &tx_, readable, writable, &max_);
-    return ZEBMSG_dispatch_loop_continue(&link_, &rx_, &tx_, &max_);
+void Daemon::announce(const char *type, const char *display_name, const char *id) {
+    NET_SERVER_InstrumentInfo info;
+    ZEBMSG_register_init(&info);
+    UTIL_strncpynt(info.type, type, sizeof info.type);
+    UTIL_strncpynt(info.display_name, configuration().text("DisplayName", display_name).c_str(),
+                   sizeof info.display_name);
+    info.id_ch = configuration().text("ID", id)[0];
+    if (configuration().local() != nullptr)
+        ZEBMSG_do_tags(&info, configuration().root(), configuration().local());
+    ZEBMSG_register_instrument(station().messages(), &info);
+    UTIL_startupokay();
 }
 
 } // namespace daemon_kit

@@ -7,7 +7,7 @@
 //   Name         of the way point, default "home"
 //   Latitude, Longitude   deg, north and east positive (required)
 //   Radius       m within which it counts as reached, default 50
-//   DisplayName, Tags
+//   DisplayName, ID, Tags
 
 #include <cstdio>
 #include <string>
@@ -42,67 +42,42 @@ void received(ZEBMSG_proc_msg *message, void *param) {
         answer(self, fix);
 }
 
-void announce(ZEBMSG_link *link, const daemon_kit::Configuration &configuration) {
-    NET_SERVER_InstrumentInfo info;
-    ZEBMSG_register_init(&info);
-    UTIL_strncpynt(info.type, "waypoint", sizeof info.type);
-    UTIL_strncpynt(info.display_name, configuration.text("DisplayName", "Way point").c_str(),
-                   sizeof info.display_name);
-    info.id_ch = 'W';
-    if (configuration.local() != nullptr)
-        ZEBMSG_do_tags(&info, configuration.root(), configuration.local());
-    ZEBMSG_register_instrument(link, &info);
-}
-
-int run(daemon_kit::ServerLink &link, Answerer &answerer) {
+int run(daemon_kit::Station &station, Answerer &answerer) {
     std::string known;
-    while (!UTIL_exit_poll()) {
-        bool ignored;
-        if (!link.cycle(0.25, -1, ignored)) {
-            fprintf(stderr, "%sthe message server is gone\n", g_dbg_msg_title);
-            return 1;
-        }
-        ZEBMSG_process_messages(link.get(), received, &answerer);
-        const char *name = ZEBMSG_name_for_tag(link.get(), answerer.tag.c_str());
+    while (station.wait(0.05)) {
+        ZEBMSG_process_messages(station.messages(), received, &answerer);
+        const char *name = ZEBMSG_name_for_tag(station.messages(), answerer.tag.c_str());
         if (name != nullptr && known != name)
             fprintf(stderr, "%sthe position comes from %s\n", g_dbg_msg_title, name);
         known = name != nullptr ? name : "";
     }
-    return 0;
+    return station.result();
+}
+
+// False after a report.
+bool read_waypoint(const daemon_kit::Daemon &daemon, NET_GPS_WaypointDef &waypoint) {
+    const daemon_kit::Configuration &configuration = daemon.configuration();
+    UTIL_strncpynt(waypoint.name, configuration.text("Name", "home").c_str(), sizeof waypoint.name);
+    waypoint.lat = configuration.number("Latitude", MVC);
+    waypoint.lon = configuration.number("Longitude", MVC);
+    waypoint.radius = configuration.number("Radius", 50);
+    if (waypoint.lat != MVC && waypoint.lon != MVC)
+        return true;
+    fprintf(stderr, "%sno way point: set %s;Latitude and %s;Longitude in the configuration\n",
+            g_dbg_msg_title, daemon.name().c_str(), daemon.name().c_str());
+    return false;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    daemon_kit::Options options{"waypoint", ""};
-    const int status = daemon_kit::parse_command_line(
-        argc, argv, "Answers the station's position with distance and bearing of a way point.",
-        options);
-    if (status >= 0)
-        return status;
-    if (!LIBZEB_init(options.name.c_str()))
-        return 1;
-    UTIL_exit_signal_poll_setup();
-    const daemon_kit::Configuration configuration(options);
-    if (configuration.is_refused())
-        return 1;
-    int result = 1;
-    daemon_kit::ServerLink link;
-    Answerer answerer = {link.get(), configuration.text("Position", "position"), {}};
-    UTIL_strncpynt(answerer.waypoint.name, configuration.text("Name", "home").c_str(),
-                   sizeof answerer.waypoint.name);
-    answerer.waypoint.lat = configuration.number("Latitude", MVC);
-    answerer.waypoint.lon = configuration.number("Longitude", MVC);
-    answerer.waypoint.radius = configuration.number("Radius", 50);
-    if (answerer.waypoint.lat == MVC || answerer.waypoint.lon == MVC) {
-        fprintf(stderr, "%sno way point: set %s;Latitude and %s;Longitude in the configuration\n",
-                g_dbg_msg_title, options.name.c_str(), options.name.c_str());
-        return 1;
-    }
-    if (link.connect(options.name, configuration)) {
-        announce(link.get(), configuration);
-        UTIL_startupokay();
-        result = run(link, answerer);
-    }
-    return result;
+    daemon_kit::Daemon daemon(
+        "waypoint", "Answers the station's position with distance and bearing of a way point.");
+    Answerer answerer = {};
+    if (!daemon.start(argc, argv) || !read_waypoint(daemon, answerer.waypoint) || !daemon.connect())
+        return daemon.exit_status();
+    answerer.link = daemon.station().messages();
+    answerer.tag = daemon.configuration().text("Position", "position");
+    daemon.announce("waypoint", "Way point", "W");
+    return run(daemon.station(), answerer);
 }

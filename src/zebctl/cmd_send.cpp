@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <poll.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -22,8 +23,9 @@ struct Options {
     bool json = false;
 };
 
-constexpr double k_patience = 5.0;                // s for a message to leave
+constexpr double k_patience = 5.0;              // s for a message to leave
 constexpr size_t k_max_line = 16 * 1024 * 1024; // as JSON, of the largest message
+constexpr size_t k_batch = 1024 * 1024;         // bytes of records queued at a time
 
 struct FreeDeleter {
     void operator()(void *block) const { free(block); }
@@ -96,25 +98,15 @@ bool from_line(const std::string &line, Outgoing &out) {
            fail(error);
 }
 
-void queue(daemon_kit::ServerLink &link, const Outgoing &out) {
-    ZEBMSG_queue_message(link.get(), out.message->msg, out.flags, out.to.c_str(), out.record.get(),
-                         out.size, out.message->ds_tie);
-}
-
-bool send_line(daemon_kit::ServerLink &link, const std::string &line) {
-    Outgoing out;
-    if (line.empty())
-        return true;
-    if (!from_line(line, out))
-        return false;
-    queue(link, out);
-    return link.drain(k_patience) || fail("the message server is gone");
+void queue(daemon_kit::Station &station, const Outgoing &out) {
+    ZEBMSG_queue_message(station.messages(), out.message->msg, out.flags, out.to.c_str(),
+                         out.record.get(), out.size, out.message->ds_tie);
 }
 
 // Cuts what comes on standard input into lines and sends each.
 class LineSender {
   public:
-    explicit LineSender(daemon_kit::ServerLink &link) : link_(link) {}
+    explicit LineSender(daemon_kit::Station &station) : station_(station) {}
 
     // Reads once; false at the end of the input or after a report.
     bool read_some() {
@@ -125,7 +117,7 @@ class LineSender {
         pending_.append(block, got > 0 ? static_cast<size_t>(got) : 0);
         if (got <= 0)
             pending_ += '\n';
-        good_ = send_complete_lines();
+        good_ = send_complete_lines() && drain();
         return good_ && got > 0;
     }
     bool good() const { return good_; }
@@ -135,29 +127,49 @@ class LineSender {
         for (size_t end; (end = pending_.find('\n')) != std::string::npos;) {
             const std::string line = pending_.substr(0, end);
             pending_.erase(0, end + 1);
-            if (!send_line(link_, line))
+            if (!line.empty() && !send(line))
                 return false;
         }
         return pending_.size() <= k_max_line || fail("a line is longer than any message");
     }
 
-    daemon_kit::ServerLink &link_;
+    bool send(const std::string &line) {
+        Outgoing out;
+        if (!from_line(line, out))
+            return false;
+        queue(station_, out);
+        waiting_ += out.size;
+        return waiting_ < k_batch || drain();
+    }
+
+    bool drain() {
+        waiting_ = 0;
+        return station_.drain(k_patience) || fail("the message server does not take the messages");
+    }
+
+    daemon_kit::Station &station_;
     std::string pending_;
+    size_t waiting_ = 0; // bytes of the records queued since the last drain
     bool good_ = true;
 };
 
-// The link is served while the next line is waited for, so that a quiet input does not lose it.
-bool send_lines(daemon_kit::ServerLink &link) {
-    LineSender sender(link);
-    while (!UTIL_exit_poll()) {
-        bool readable;
-        if (!link.cycle(0.25, STDIN_FILENO, readable))
-            return fail("the message server is gone");
-        ZEBMSG_process_messages(link.get(), [](ZEBMSG_proc_msg *, void *) {}, nullptr);
-        if (readable && !sender.read_some())
+// Whether there is input, within a moment.
+bool input_is_ready() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, 250) > 0;
+}
+
+// The server is looked after while the next line is waited for, so that a quiet input does not hide
+// that it is gone.
+bool send_lines(daemon_kit::Station &station) {
+    LineSender sender(station);
+    while (station.wait(0)) {
+        ZEBMSG_process_messages(
+            station.messages(), [](ZEBMSG_proc_msg *, void *) {}, nullptr);
+        if (input_is_ready() && !sender.read_some())
             return sender.good();
     }
-    return true;
+    return station.result() == 0;
 }
 
 int run_send(const Options &options) {
@@ -168,13 +180,13 @@ int run_send(const Options &options) {
         options.name.empty() ? "zebctl-" + std::to_string(getpid()) : options.name, options.config};
     const daemon_kit::Configuration configuration(daemon,
                                                   daemon_kit::Configuration::Missing::allowed);
-    daemon_kit::ServerLink link;
-    if (configuration.is_refused() || !link.connect(daemon.name, configuration))
+    daemon_kit::Station station;
+    if (configuration.is_refused() || !station.connect(daemon.name, configuration))
         return k_failed;
     if (options.json)
-        return send_lines(link) ? k_done : k_failed;
-    queue(link, out);
-    return link.drain(k_patience) ? k_done : k_failed;
+        return send_lines(station) ? k_done : k_failed;
+    queue(station, out);
+    return station.drain(k_patience) ? k_done : k_failed;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // zebctl watch - shows what passes through the message server.
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -13,6 +14,8 @@
 
 namespace zebctl {
 namespace {
+
+constexpr double k_look = 0.02; // s between looks for what has come
 
 struct Options {
     bool json = false;
@@ -85,22 +88,19 @@ int run_watch(const Options &options) {
     const daemon_kit::Options daemon{"zebctl-" + std::to_string(getpid()), options.config};
     const daemon_kit::Configuration configuration(daemon,
                                                   daemon_kit::Configuration::Missing::allowed);
-    daemon_kit::ServerLink link;
-    if (configuration.is_refused() || !link.connect(daemon.name, configuration))
+    daemon_kit::Station station;
+    if (configuration.is_refused() || !station.connect(daemon.name, configuration))
         return k_failed;
     Watcher watcher(options);
     const FTIME started = UTIL_ftime();
-    while (!watcher.is_done() && !UTIL_exit_poll()) {
-        const double left = options.timeout < 0 ? 0.25 : started + options.timeout - UTIL_ftime();
+    while (!watcher.is_done()) {
+        const double left = options.timeout < 0 ? k_look : started + options.timeout - UTIL_ftime();
         if (left <= 0)
             // Without a number to wait for, running out of time is how a watch ends.
             return options.count < 0 ? k_done : k_failed;
-        bool ignored;
-        if (!link.cycle(std::min(left, 0.25), -1, ignored)) {
-            fprintf(stderr, "zebctl: the message server is gone\n");
-            return k_failed;
-        }
-        ZEBMSG_process_messages(link.get(), Watcher::received, &watcher);
+        if (!station.wait(std::min(left, k_look)))
+            return station.result();
+        ZEBMSG_process_messages(station.messages(), Watcher::received, &watcher);
     }
     return k_done;
 }

@@ -1,21 +1,15 @@
 // The example daemons, the simulator and the command-line tool, at work on a real message server.
 
-#include "process.h"
-#include "support.h"
+#include "pty.h"
+#include "station.h"
 
 #include <csignal>
 #include <filesystem>
-#include <gtest/gtest.h>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 using namespace zeb::test;
 using nlohmann::json;
 
 namespace {
-
-const std::string k_bin = ZEB_BINARY_DIR "/bin/";
 
 std::string sentence(const std::string &body) {
     int sum = 0;
@@ -36,96 +30,38 @@ std::string short_drive() {
            sentence("GPRMC,120002.00,A,4000.6000,N,10500.0000,W,10.0,90.0,010203,,");
 }
 
-std::vector<json> lines_of(const std::string &text) {
-    std::vector<json> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(json::parse(line));
-    return lines;
-}
+// A receiver that says what the test wants.
+class Receiver {
+  public:
+    explicit Receiver(const std::string &name) : link_(terminal_.path(), name) {}
 
-class Station : public ::testing::Test {
-  protected:
-    Station() {
-        std::filesystem::create_directories(dir_ / "etc");
-        configure("");
-        server_ = run({"zebmsgd"});
-        ready_ = wait_until([this] { return std::filesystem::exists(dir_ / ".mainstatus"); });
+    // What was sent before is taken first: the terminal holds four thousand characters.
+    void say(const std::string &text) {
+        for (size_t at = 0; at < text.size(); at += 2000) {
+            terminal_.send(text.substr(at, 2000));
+            terminal_.drain(20);
+        }
     }
 
-    void configure(const std::string &lines) {
-        write_file(dir_ / "etc/zeb.conf",
-                   "gps;Tags,position\nwaypoint;Latitude,40\nwaypoint;Longitude,-105\n" + lines);
-    }
-
-    // Starts a program of the station in its own directory.
-    std::unique_ptr<Process>
-    run(std::vector<std::string> command,
-        std::vector<std::pair<std::string, std::string>> environment = {}) {
-        command[0] = k_bin + command[0];
-        Process::Options options;
-        options.environment = std::move(environment);
-        options.environment.emplace_back("ZEB2RUN", dir_.path());
-        options.environment.emplace_back("ZEB2", dir_.path());
-        return start(command, options);
-    }
-
-    std::unique_ptr<Process> start(const std::vector<std::string> &command,
-                                   const Process::Options &options) {
-        const std::string own = dir_ / std::to_string(++count_);
-        std::filesystem::create_directory(own);
-        return std::make_unique<Process>(own, command, options);
-    }
-
-    // Runs zebctl to its end and returns what it printed.
-    std::string ask(std::vector<std::string> arguments, int expected = 0) {
-        arguments.insert(arguments.begin(), "zebctl");
-        const auto tool = run(arguments);
-        EXPECT_EQ(tool->wait(), expected) << tool->errors();
-        errors_ = tool->errors();
-        return tool->output();
-    }
-
-    std::vector<std::string> clients() {
-        std::vector<std::string> names;
-        const json status = json::parse(ask({"status", "--json"}));
-        for (const json &client : status["clients"])
-            if (client["open"] == true)
-                names.push_back(client["name"]);
-        return names;
-    }
-    // True once so many programs are connected.
-    bool wait_for_clients(size_t number) {
-        return wait_until([&] { return clients().size() == number; });
-    }
-
-    std::string file(const std::string &content) {
-        const std::string name = dir_ / "captured.nmea";
-        write_file(name, content);
-        return name;
-    }
-
-    TempDir dir_;
-    std::unique_ptr<Process> server_;
-    bool ready_ = false;
-    std::string errors_;
-    int count_ = 0;
+  private:
+    pty::Terminal terminal_;
+    pty::Link link_;
 };
 
 } // namespace
 
 TEST_F(Station, GpsPublishesWhatItsReceiverSays) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + file(short_drive()) + "\n");
     const auto watch = run({"zebctl", "watch", "--json", "--type", "MSG_GPS_INSTANT", "--count",
                             "3", "--timeout", "20"});
     ASSERT_TRUE(wait_for_clients(1));
+    Receiver receiver(dir_ / "receiver");
     const auto gps = run({"gps"});
+    receiver.say(short_drive());
+    ASSERT_EQ(watch->wait(), 0) << watch->errors() << watch->output() << gps->errors();
+    gps->signal(SIGTERM);
     EXPECT_EQ(gps->wait(), 0) << gps->errors();
-    EXPECT_NE(gps->errors().find("5 sentences, 3 refused, 3 instants, 2 with a fix"),
-              std::string::npos)
-        << gps->errors();
-    ASSERT_EQ(watch->wait(), 0) << watch->errors();
+    EXPECT_TRUE(says(*gps, "5 sentences, 3 refused, 3 instants, 2 with a fix")) << gps->errors();
     const auto fixes = lines_of(watch->output());
     ASSERT_EQ(fixes.size(), 3u);
     EXPECT_EQ(fixes[0]["from"], "gps");
@@ -144,72 +80,128 @@ TEST_F(Station, GpsDigestsEveryCapturedSentence) {
     const std::string folder = ZEB_SOURCE_DIR "/../shared/data/nmea/";
     if (!std::filesystem::exists(folder))
         GTEST_SKIP() << "no captured sentences in ../shared/data/nmea beside the checkout";
-    const std::pair<const char *, const char *> captured[] = {
-        {"haicom-305N.nmea", "325 sentences, 0 refused, 74 instants, 68 with a fix"},
-        {"ublox-neo-m9n-nmea.nmea", "1403 sentences, 0 refused, 61 instants, 61 with a fix"}};
-    for (const auto &[name, counted] : captured) {
-        configure("gps;Source," + folder + name + "\n");
+    const std::tuple<const char *, const char *, const char *> captured[] = {
+        {"haicom-305N.nmea", "74", "325 sentences, 0 refused, 74 instants, 68 with a fix"},
+        {"ublox-neo-m9n-nmea.nmea", "61", "1403 sentences, 0 refused, 61 instants, 61 with a fix"}};
+    for (const auto &[name, instants, counted] : captured) {
+        Receiver receiver(dir_ / "receiver");
+        const auto watch = run({"zebctl", "watch", "--type", "MSG_GPS_INSTANT", "--count", instants,
+                                "--timeout", "20"});
+        ASSERT_TRUE(wait_for_clients(1));
         const auto gps = run({"gps"});
+        ASSERT_TRUE(wait_for_clients(2));
+        // A pause of ours must not look like the end of an instant.
+        gps->signal(SIGSTOP);
+        receiver.say(read_file(folder + name));
+        gps->signal(SIGCONT);
+        EXPECT_EQ(watch->wait(), 0) << watch->errors();
+        gps->signal(SIGTERM);
         EXPECT_EQ(gps->wait(), 0) << gps->errors();
-        EXPECT_NE(gps->errors().find(counted), std::string::npos) << gps->errors();
+        EXPECT_TRUE(says(*gps, counted)) << gps->errors();
+        ASSERT_TRUE(wait_for_clients(0));
     }
 }
 
 TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + (dir_ / "receiver") + "\n");
     const auto gps = run({"gps"});
-    EXPECT_TRUE(
-        wait_until([&] { return gps->errors().find("trying again") != std::string::npos; }));
-    for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(says(*gps, "the line =gps is gone"));
+    for (int round = 1; round <= 2; ++round) {
         const auto receiver =
             run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1"});
-        EXPECT_EQ(lines_of(ask({"watch", "--json", "--type", "MSG_GPS_INSTANT", "--count", "2",
-                                "--timeout", "20"}))
-                      .size(),
-                  2u);
-        EXPECT_NE(gps->errors().find("is back"), std::string::npos);
+        EXPECT_EQ(watch("MSG_GPS_INSTANT", 2).size(), 2u);
+        EXPECT_EQ(occurrences(gps->errors(), "the line =gps is back"), round);
         receiver->signal(SIGTERM);
         EXPECT_EQ(receiver->wait(), 0);
-        EXPECT_TRUE(wait_until([&] {
-            return gps->errors().find("hung up") != std::string::npos ||
-                   gps->errors().find("Input/output") != std::string::npos;
-        }));
+        EXPECT_TRUE(wait_until(
+            [&] { return occurrences(gps->errors(), "the line =gps is gone") == round + 1; }));
     }
     EXPECT_TRUE(gps->running());
     gps->signal(SIGTERM);
     EXPECT_EQ(gps->wait(), 0);
+    EXPECT_EQ(occurrences(gps->errors(), "the line =gps is gone"), 3) << gps->errors();
 }
 
 TEST_F(Station, GpsSaysThatItHasStartedWhenItsLauncherAsks) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\n");
     const auto gps = run({"gps"}, {{"ZEB2STARTUP", "1"}});
     EXPECT_TRUE(wait_until([&] { return gps->output() == "STARTUP OKAY\n"; }));
     gps->signal(SIGTERM);
     EXPECT_EQ(gps->wait(), 0);
 }
 
-TEST_F(Station, GpsEndsWithAFailureWhenTheServerIsGone) {
+TEST_F(Station, DaemonsEndWithAFailureWhenTheMessageServerIsGone) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\n");
-    const auto gps = run({"gps"});
-    ASSERT_TRUE(wait_for_clients(1));
+    const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"waypoint"})};
+    ASSERT_TRUE(wait_for_clients(2));
     server_->signal(SIGTERM);
     EXPECT_EQ(server_->wait(), 0);
-    EXPECT_EQ(gps->wait(), 1);
-    EXPECT_NE(gps->errors().find("the message server is gone"), std::string::npos);
+    for (const auto &daemon : daemons) {
+        EXPECT_EQ(daemon->wait(), 1);
+        EXPECT_TRUE(says(*daemon, "the message server is gone")) << daemon->errors();
+    }
 }
 
-TEST_F(Station, GpsWithoutASourceSaysWhatToSet) {
+TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
+    ASSERT_TRUE(ready_);
+    const std::unique_ptr<Process> daemons[] = {run({"gps"})};
+    const auto waypoint = run({"waypoint"});
+    ASSERT_TRUE(wait_for_clients(2));
+    serial_->signal(SIGKILL);
+    for (const auto &daemon : daemons) {
+        EXPECT_EQ(daemon->wait(), 1);
+        EXPECT_TRUE(says(*daemon, "the serial server is gone")) << daemon->errors();
+        EXPECT_EQ(occurrences(daemon->errors(), "the line"), 1) << "their lines were never there";
+    }
+    EXPECT_TRUE(waypoint->running()) << "it has no line";
+}
+
+TEST_F(Station, DaemonsWithoutServersSayWhatTheyNeed) {
+    server_->signal(SIGTERM);
+    EXPECT_EQ(server_->wait(), 0);
+    for (const char *name : {"gps"}) {
+        const auto daemon = run({name});
+        EXPECT_EQ(daemon->wait(), 1);
+        EXPECT_TRUE(says(*daemon, "are the message and the serial server running?"));
+    }
+    const auto waypoint = run({"waypoint"});
+    EXPECT_EQ(waypoint->wait(), 1);
+    EXPECT_TRUE(says(*waypoint, "is the message server running?"));
+}
+
+TEST_F(Station, ADaemonWithoutTheSerialServerSaysWhatItNeeds) {
+    ASSERT_TRUE(ready_);
+    serial_->signal(SIGTERM);
+    EXPECT_EQ(serial_->wait(), 0);
     const auto gps = run({"gps"});
     EXPECT_EQ(gps->wait(), 1);
-    EXPECT_NE(gps->errors().find("set gps;Source in the configuration"), std::string::npos);
+    EXPECT_TRUE(says(*gps, "are the message and the serial server running?"));
+}
+
+TEST_F(Station, APortThatTheSerialServerDoesNotKnowEndsTheStart) {
+    ASSERT_TRUE(ready_);
+    configure("gps;Port,=mast\n");
+    const auto gps = run({"gps"});
+    EXPECT_EQ(gps->wait(), 1);
+    EXPECT_TRUE(says(*gps, "the serial server refuses the port =mast")) << gps->errors();
+}
+
+TEST_F(Station, APortThatIsNoneIsNamed) {
+    configure("gps;Port,ttyS0\n");
+    const auto gps = run({"gps"});
+    EXPECT_EQ(gps->wait(), 1);
+    EXPECT_TRUE(says(*gps, "\"ttyS0\" is no port")) << gps->errors();
+}
+
+TEST_F(Station, WaypointWithoutAPlaceSaysWhatToSet) {
+    write_file(dir_ / "etc/zeb.conf", "waypoint;Latitude,40\n");
+    const auto waypoint = run({"waypoint"});
+    EXPECT_EQ(waypoint->wait(), 1);
+    EXPECT_TRUE(says(*waypoint, "set waypoint;Latitude and waypoint;Longitude"));
 }
 
 TEST_F(Station, WaypointFindsThePositionByItsTagAndAnswers) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + (dir_ / "receiver") + "\n");
     const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1",
                                "--latitude", "40", "--longitude", "-105", "--radius", "1000"});
     const auto gps = run({"gps"});
@@ -226,7 +218,7 @@ TEST_F(Station, WaypointFindsThePositionByItsTagAndAnswers) {
 
 TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + file("") + "\ngps;AtEnd,wait\ngps;DisplayName,Mast\n");
+    configure("gps;DisplayName,Mast\n");
     const auto gps = run({"gps"});
     ASSERT_TRUE(wait_until([&] {
         return json::parse(ask({"instruments", "--json"})).size() == 1;
@@ -254,10 +246,7 @@ TEST_F(Station, SentFieldsArriveAndWhatWatchPrintsCanBeSentAgain) {
     watch = run(watch_one);
     ASSERT_TRUE(wait_for_clients(1));
     write_file(dir_ / "line", first.dump() + "\n");
-    Process::Options options;
-    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
-    const auto again = start(
-        {"/bin/sh", "-c", k_bin + "zebctl send --json --name probe < " + (dir_ / "line")}, options);
+    const auto again = shell("zebctl send --json --name probe < " + (dir_ / "line"));
     EXPECT_EQ(again->wait(), 0) << again->errors();
     ASSERT_EQ(watch->wait(), 0) << watch->errors();
     json second = lines_of(watch->output())[0];
@@ -281,12 +270,10 @@ TEST_F(Station, SendRefusesWhatTheCatalogueDoesNotKnow) {
 
 TEST_F(Station, SentLinesWithImpossibleFlagsAreRefused) {
     ASSERT_TRUE(ready_);
-    Process::Options options;
-    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
     for (const char *flags : {"\"1\"", "-1", "4", "1.5"}) {
-        write_file(dir_ / "line", std::string("{\"type\":\"MSG_LOG_FLUSH\",\"flags\":") + flags + "}\n");
-        const auto tool =
-            start({"/bin/sh", "-c", k_bin + "zebctl send --json < " + (dir_ / "line")}, options);
+        write_file(dir_ / "line",
+                   std::string("{\"type\":\"MSG_LOG_FLUSH\",\"flags\":") + flags + "}\n");
+        const auto tool = shell("zebctl send --json < " + (dir_ / "line"));
         EXPECT_EQ(tool->wait(), 1) << flags;
         EXPECT_NE(tool->errors().find("\"flags\" is 0 to 3"), std::string::npos) << tool->errors();
     }
@@ -294,25 +281,39 @@ TEST_F(Station, SentLinesWithImpossibleFlagsAreRefused) {
 
 TEST_F(Station, WatchEndsWhenNobodyReadsIt) {
     ASSERT_TRUE(ready_);
-    Process::Options options;
-    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
-    const auto watch = start({"/bin/sh", "-c", k_bin + "zebctl watch --type MSG_LOG_FLUSH | true"}, options);
+    const auto watch = shell("zebctl watch --type MSG_LOG_FLUSH | true");
     ASSERT_TRUE(wait_for_clients(1));
     ask({"send", "MSG_LOG_FLUSH"});
     EXPECT_EQ(watch->wait(), 0) << watch->errors();
     EXPECT_TRUE(wait_for_clients(0));
 }
 
-TEST_F(Station, GpsStopsThoughTheServerHangs) {
+TEST_F(Station, DaemonsStopThoughAServerHangs) {
     ASSERT_TRUE(ready_);
-    configure("gps;Source," + (dir_ / "receiver") + "\n");
     const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.05"});
-    const auto gps = run({"gps"});
-    ASSERT_TRUE(wait_for_clients(1));
-    server_->signal(SIGSTOP);
-    gps->signal(SIGTERM);
-    EXPECT_NE(gps->wait(), -1) << "it had to be killed";
-    server_->signal(SIGCONT);
+    for (Process *server : {server_.get(), serial_.get()}) {
+        const std::unique_ptr<Process> daemons[] = {run({"gps"})};
+        ASSERT_TRUE(wait_for_clients(1));
+        server->signal(SIGSTOP);
+        for (const auto &daemon : daemons) {
+            daemon->signal(SIGTERM);
+            EXPECT_EQ(daemon->wait(), 0) << daemon->errors();
+        }
+        server->signal(SIGCONT);
+        ASSERT_TRUE(wait_for_clients(0));
+    }
+}
+
+TEST_F(Station, DaemonsStopThoughAServerHangsAtTheirStart) {
+    ASSERT_TRUE(ready_);
+    for (Process *server : {server_.get(), serial_.get()}) {
+        server->signal(SIGSTOP);
+        const auto gps = run({"gps"});
+        ASSERT_TRUE(says(*gps, "begining handshake"));
+        gps->signal(SIGTERM);
+        EXPECT_EQ(gps->wait(), 0) << gps->errors();
+        server->signal(SIGCONT);
+    }
 }
 
 TEST_F(Station, ADirectoryIsNoConfiguration) {
@@ -325,9 +326,7 @@ TEST_F(Station, ADirectoryIsNoConfiguration) {
 
 TEST_F(Station, AToolThatCannotPrintFails) {
     ASSERT_TRUE(ready_);
-    Process::Options options;
-    options.environment = {{"ZEB2RUN", dir_.path()}, {"ZEB2", dir_.path()}};
-    const auto tool = start({"/bin/sh", "-c", k_bin + "zebctl status > /dev/full"}, options);
+    const auto tool = shell("zebctl status > /dev/full");
     EXPECT_EQ(tool->wait(), 1);
     EXPECT_NE(tool->errors().find("No space left"), std::string::npos) << tool->errors();
 }

@@ -1,0 +1,57 @@
+// station.h - a private station for tests of whole programs: the servers, a configuration, daemons
+// started and asked as from a shell.
+#pragma once
+
+#include "process.h"
+#include "support.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zeb::test {
+
+class Station : public ::testing::Test {
+  protected:
+    Station();
+
+    // The station's configuration: two lines called gps and flow, at receiver and pump in its
+    // directory, and what is given.
+    void configure(const std::string &lines);
+
+    using Environment = std::vector<std::pair<std::string, std::string>>;
+    // Starts a program of the station in its own directory.
+    std::unique_ptr<Process> run(std::vector<std::string> command, Environment environment = {});
+    std::unique_ptr<Process> shell(const std::string &line);
+
+    // Runs zebctl to its end and returns what it printed; what it said is in errors_.
+    std::string ask(std::vector<std::string> arguments, int expected = 0);
+    // The next so many messages of a type, as `zebctl watch --json` shows them.
+    std::vector<nlohmann::json> watch(const std::string &type, int count);
+
+    std::vector<std::string> clients();
+    // True once so many programs are connected.
+    bool wait_for_clients(size_t number);
+    // Whether a program says so on standard error, within a while.
+    static bool says(const Process &process, const std::string &text);
+
+    TempDir dir_;
+    std::unique_ptr<Process> server_, serial_;
+    bool ready_ = false;
+    std::string errors_;
+
+  private:
+    std::unique_ptr<Process> start(const std::vector<std::string> &command,
+                                   Environment environment);
+    int count_ = 0;
+};
+
+// Every object of a text of JSON lines.
+std::vector<nlohmann::json> lines_of(const std::string &text);
+// How often a text holds another.
+int occurrences(const std::string &text, const std::string &of);
+
+} // namespace zeb::test
