@@ -2,12 +2,14 @@
 # A whole simulated station, live, in a private directory and without root.
 #   --seconds N     how long to watch the traffic (default 12)
 #   --replay FILE   the receiver plays this captured NMEA file at its own pace
+#   --unplug        pull the flow controller's line for 5 seconds meanwhile
 #   --keep          leave the directory with every program's log behind
 #   --no-setup      install nothing
 set -euo pipefail
 
 seconds=12
 replay=
+unplug=no
 keep=no
 setup=yes
 while [ $# -gt 0 ]; do
@@ -20,10 +22,11 @@ while [ $# -gt 0 ]; do
         replay=$(realpath -e -- "${2:?--replay wants a file}")
         shift
         ;;
+    --unplug) unplug=yes ;;
     --keep) keep=yes ;;
     --no-setup) setup=no ;;
     -h | --help)
-        sed -n '2,6s/^# \{0,1\}//p' "$0"
+        sed -n '2,7s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
@@ -43,6 +46,9 @@ esac
 cd "$(dirname "$0")/.."
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*" | { [ -t 1 ] && [ -z "${NO_COLOR:-}" ] && cat || sed 's/\x1b\[[0-9]*m//g'; }; }
+
+step=0
+chapter() { say "$((++step)). $*"; }
 
 [ $setup = no ] || scripts/setup.sh
 say "Building the station's programs (some minutes the first time)"
@@ -73,7 +79,7 @@ trap 'exit 143' TERM
 start() { # name program arguments...
     local name=$1
     shift
-    "$@" >"$station/$name.log" 2>&1 &
+    "$@" >>"$station/$name.log" 2>&1 &
     pids+=($!)
 }
 wait_for() { # what, command...
@@ -93,42 +99,91 @@ announced() { "$bin/zebctl" instruments --json | grep -q "\"$1\""; }
 {
     cat etc/zeb.conf
     echo "Port;gps;Device,$station/run/receiver"
+    echo "Port;flow;Device,$station/run/pump"
 } >"$station/etc/zeb.conf"
 
-say "1. The servers: one for messages, where every program meets, and one for serial lines"
+start_pump() {
+    start pump "$bin/zeb-flow-sim" --link "$station/run/pump" --valve 40
+    pump=$!
+}
+# Without a word from the shell about who was killed.
+pull_pump() {
+    kill "$pump" 2>/dev/null && wait "$pump" 2>/dev/null || true
+    local left=() pid
+    for pid in "${pids[@]}"; do
+        [ "$pid" = "$pump" ] || left+=("$pid")
+    done
+    pids=("${left[@]}")
+}
+
+chapter "The servers: one for messages, where every program meets, and one for serial lines"
 start zebmsgd "$bin/zebmsgd"
 start zebseriald "$bin/zebseriald"
 wait_for "the message server" "$bin/zebctl" status
 wait_for "the serial server" test -S "$ZEB2RUN/.serialdsocket"
 
 if [ -n "$replay" ]; then
-    say "2. A receiver that plays $(basename "$replay") at its own pace, and its daemon"
+    chapter "A receiver that plays $(basename "$replay") at its own pace, and its daemon"
+    start gps "$bin/gps"
+    wait_for "the gps daemon" announced gps
     start receiver "$bin/zeb-nmea-sim" --link "$station/run/receiver" --replay "$replay"
 else
-    say "2. A simulated receiver that drives in a circle, and its daemon"
+    chapter "A simulated receiver that drives in a circle, and its daemon"
     start receiver "$bin/zeb-nmea-sim" --link "$station/run/receiver"
+    wait_for "the receiver" test -e "$station/run/receiver"
+    start gps "$bin/gps"
+    wait_for "the gps daemon" announced gps
 fi
-wait_for "the receiver" test -e "$station/run/receiver"
-start gps "$bin/gps"
-wait_for "the gps daemon" announced gps
 
-say "3. A second daemon, which finds the first by its tag \"position\" and answers it"
+chapter "A simulated flow controller, a pump behind a valve, and its daemon, which asks it every second"
+start_pump
+wait_for "the flow controller" test -e "$station/run/pump"
+start flow "$bin/flow"
+wait_for "the flow daemon" announced flow
+
+chapter "A third daemon, which finds the first by its tag \"position\" and answers it"
 start waypoint "$bin/waypoint"
 wait_for "the waypoint daemon" announced waypoint
 
-say "4. What passes between them, for $seconds seconds (zebctl watch)"
-"$bin/zebctl" watch --timeout "$seconds"
+# What happens while the traffic is watched: an order for the valve and, when asked for, a line that is
+# pulled out and plugged in again.
+meddle() {
+    sleep 2
+    "$bin/zebctl" send MSG_GENERICPID_SET name=flow manual=true output=55 2>/dev/null
+    [ $unplug = yes ] || return 0
+    sleep 1
+    pull_pump
+    sleep 5
+    start_pump
+}
+if [ $unplug = yes ] && [ "$seconds" -lt 12 ]; then
+    seconds=12
+fi
+chapter "What passes between them, for $seconds seconds (zebctl watch); after 2 the valve is told to open further"
+[ $unplug = no ] || echo "After 3 seconds the flow controller's line is pulled, after 8 it is plugged in again."
+"$bin/zebctl" watch --timeout "$seconds" &
+watch=$!
+pids+=("$watch")
+meddle
+wait $watch
 
-say "5. Who is there (zebctl instruments)"
+if [ $unplug = yes ]; then
+    chapter "What the flow daemon said of its line"
+    grep "line =flow" "$station/flow.log"
+fi
+
+chapter "Who is there (zebctl instruments)"
 "$bin/zebctl" instruments
 
-say "6. How the message server is doing (zebctl status)"
+chapter "How the message server is doing (zebctl status)"
 "$bin/zebctl" status
 
 cat <<'END'
 
-What you saw: the gps daemon read NMEA 0183 sentences from a line, checked them, packed each
-instant into a record of the catalogue (NET_GPS_Fixinfo) and published it. The message server passed
-it to every program that wanted it: the waypoint daemon, which answered with the distance and bearing
-of its way point, and zebctl, which unpacked both by name and printed them.
+What you saw: the serial server owns two lines. The gps daemon read NMEA 0183 sentences from one,
+checked them, and published each instant as a record of the catalogue (NET_GPS_Fixinfo). The flow daemon
+asked the controller on the other for its readings and published them (NET_TSITMF_Instant); it opened the
+valve when a message told it to, and the flow followed. The message server passed everything to every
+program that wanted it: the waypoint daemon, which answered each fix with the distance and bearing of its
+way point, and zebctl, which unpacked the records by name and printed them.
 END

@@ -132,8 +132,8 @@ TEST_F(Station, GpsSaysThatItHasStartedWhenItsLauncherAsks) {
 
 TEST_F(Station, DaemonsEndWithAFailureWhenTheMessageServerIsGone) {
     ASSERT_TRUE(ready_);
-    const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"waypoint"})};
-    ASSERT_TRUE(wait_for_clients(2));
+    const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"}), run({"waypoint"})};
+    ASSERT_TRUE(wait_for_clients(3));
     server_->signal(SIGTERM);
     EXPECT_EQ(server_->wait(), 0);
     for (const auto &daemon : daemons) {
@@ -144,9 +144,9 @@ TEST_F(Station, DaemonsEndWithAFailureWhenTheMessageServerIsGone) {
 
 TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
     ASSERT_TRUE(ready_);
-    const std::unique_ptr<Process> daemons[] = {run({"gps"})};
+    const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"})};
     const auto waypoint = run({"waypoint"});
-    ASSERT_TRUE(wait_for_clients(2));
+    ASSERT_TRUE(wait_for_clients(3));
     serial_->signal(SIGKILL);
     for (const auto &daemon : daemons) {
         EXPECT_EQ(daemon->wait(), 1);
@@ -159,7 +159,7 @@ TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
 TEST_F(Station, DaemonsWithoutServersSayWhatTheyNeed) {
     server_->signal(SIGTERM);
     EXPECT_EQ(server_->wait(), 0);
-    for (const char *name : {"gps"}) {
+    for (const char *name : {"gps", "flow"}) {
         const auto daemon = run({name});
         EXPECT_EQ(daemon->wait(), 1);
         EXPECT_TRUE(says(*daemon, "are the message and the serial server running?"));
@@ -292,8 +292,8 @@ TEST_F(Station, DaemonsStopThoughAServerHangs) {
     ASSERT_TRUE(ready_);
     const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.05"});
     for (Process *server : {server_.get(), serial_.get()}) {
-        const std::unique_ptr<Process> daemons[] = {run({"gps"})};
-        ASSERT_TRUE(wait_for_clients(1));
+        const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"})};
+        ASSERT_TRUE(wait_for_clients(2));
         server->signal(SIGSTOP);
         for (const auto &daemon : daemons) {
             daemon->signal(SIGTERM);

@@ -1,0 +1,227 @@
+// flow.cpp - the daemon of a flow controller, a pump behind a valve: asks it once a second for what
+// it measures, publishes the answers, and sets its valve when told to. A model for an instrument
+// that answers questions; gps.cpp is the one for an instrument that talks by itself.
+//
+// What another instrument changes is the protocol (flow_protocol.h), the questions
+// (flow_instrument.h), the records (flow_record.h) and, below, what is published and obeyed. How
+// faults are told and how the loop runs can stay.
+//
+// Keys of its branch of the configuration (its name, "flow" unless --name says otherwise):
+//   Port         the line, default "=flow": what the serial server's keys Port;flow;... describe
+//   Address      of the instrument, 0 to 99, default 1
+//   Interval     s between readings, 0.05 to 3600, default 1
+//   Timeout      s to wait for an answer, 0.01 to 60, default 0.5
+//   DisplayName  for people, default "Flow"
+//   ID           one character, default "Q"
+//   Tags         up to eight, separated by ";"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "daemon.h"
+#include "flow_instrument.h"
+#include "flow_record.h"
+#include "serverkit/report.h"
+
+namespace {
+
+using flow::Outcome;
+
+constexpr double k_slice = 0.25;           // s that the loop waits at most
+constexpr double k_status_interval = 10.0; // s
+constexpr double k_valve_step = 0.01;      // %, the least that the instrument tells
+constexpr int k_calm = 5;                  // good readings in a row that end a fault
+
+// Tells when a fault begins and when it is over, and nothing between.
+class Health {
+  public:
+    Health(daemon_kit::Station &station, std::string port)
+        : station_(station), port_(std::move(port)) {}
+
+    void note(Outcome outcome) {
+        if (outcome == Outcome::no_line) {
+            if (line_.occurred())
+                station_.tell("the line %s is gone; the serial server waits for it", port_.c_str());
+            return;
+        }
+        if (line_.over() != 0)
+            station_.tell("the line %s is back", port_.c_str());
+        if (outcome == Outcome::answered)
+            return good_reading();
+        calm_ = 0;
+        if (instrument_.occurred())
+            station_.tell("the instrument %s", complaint(outcome));
+    }
+
+  private:
+    static const char *complaint(Outcome outcome) {
+        if (outcome == Outcome::silent)
+            return "does not answer";
+        return outcome == Outcome::damaged ? "gives damaged answers" : "refuses a question";
+    }
+
+    // One good reading between bad ones is not the end of a fault.
+    void good_reading() {
+        if (instrument_.count() != 0 && ++calm_ >= k_calm)
+            station_.tell("the instrument answers again; readings that failed: %zu",
+                          instrument_.over());
+    }
+
+    daemon_kit::Station &station_;
+    std::string port_;
+    serverkit::Fault line_, instrument_;
+    int calm_ = 0;
+};
+
+class Controller {
+  public:
+    explicit Controller(daemon_kit::Daemon &daemon)
+        : station_(daemon.station()), name_(daemon.name()),
+          interval_(daemon.configuration().number("Interval", 1, 0.05, 3600)),
+          instrument_(station_.line(), settings(daemon.configuration())),
+          health_(station_, daemon.port()) {}
+
+    double seconds_to_go(FTIME now) {
+        if (next_ - now > interval_) // the clock was set back
+            next_ = now;
+        return next_ - now;
+    }
+
+    // One reading, from the question to the records.
+    void work(FTIME now) {
+        next_ = (std::floor(now / interval_) + 1) * interval_;
+        if (last_ >= Outcome::damaged)
+            instrument_.clear();
+        flow::Reading reading;
+        last_ = instrument_.read(reading);
+        if (!station_.wait(0))
+            return; // requests fail as well while the daemon stops, or when a server is gone
+        health_.note(last_);
+        if (last_ >= Outcome::silent) {
+            set_state(flow::State::no_answer);
+            identity_ = {}; // what will answer next may be another one
+        } else {
+            set_state(flow::State::reading);
+            publish(reading, now);
+            move_valve(reading.valve);
+            if (identity_.model.empty())
+                identity_ = instrument_.identify();
+        }
+        publish_status(now);
+    }
+
+    // What the message server delivers.
+    static void received(ZEBMSG_proc_msg *message, void *self) {
+        if (message->msg != nullptr && message->msg->msg == MSG_GENERICPID_SET &&
+            message->pds != nullptr)
+            static_cast<Controller *>(self)->obey(
+                *static_cast<NET_GENERICPID_Setpoint *>(message->pds));
+    }
+
+    void say_counts() const {
+        serverkit::report("%u questions, %u without an answer, %u damaged, %u refused",
+                          instrument_.asked(), instrument_.count(Outcome::silent),
+                          instrument_.count(Outcome::damaged), instrument_.count(Outcome::refused));
+    }
+
+  private:
+    static flow::Instrument::Settings settings(const daemon_kit::Configuration &configuration) {
+        return {static_cast<int>(configuration.number("Address", 1, 0, 99)),
+                configuration.number("Timeout", 0.5, 0.01, 60)};
+    }
+
+    void set_state(flow::State state) {
+        if (state != state_)
+            next_status_ = 0;
+        state_ = state;
+    }
+
+    void publish(const flow::Reading &reading, FTIME now) {
+        const NET_TSITMF_Instant meter = flow::to_instant(reading, now);
+        ZEBMSG_queue_message(station_.messages(), MSG_TSITMF_INSTANT, 1, nullptr, &meter,
+                             sizeof meter, "NET_TSITMF_Instant");
+        const NET_GENERICPID_Instant loop = flow::to_loop(reading, name_, now);
+        ZEBMSG_queue_message(station_.messages(), MSG_GENERICPID_INSTANT, 1, nullptr, &loop,
+                             sizeof loop, "NET_GENERICPID_Instant");
+    }
+
+    void publish_status(FTIME now) {
+        if (now < next_status_ && next_status_ - now <= k_status_interval)
+            return;
+        next_status_ = now + k_status_interval;
+        const NET_TSITMF_Status status = flow::to_status(state_, identity_);
+        ZEBMSG_queue_message(station_.messages(), MSG_TSITMF_STATUS, 1, nullptr, &status,
+                             sizeof status, "NET_TSITMF_Status");
+    }
+
+    // Retained by the server, so that who comes later knows as well.
+    void publish_setpoint() {
+        const NET_GENERICPID_Setpoint setpoint = flow::to_setpoint(wanted_, name_);
+        ZEBMSG_queue_message(station_.messages(), MSG_GENERICPID_SETPOINT, 3, nullptr, &setpoint,
+                             sizeof setpoint, "NET_GENERICPID_Setpoint");
+    }
+
+    void obey(const NET_GENERICPID_Setpoint &order) {
+        if (!flow::is_for(order, name_))
+            return;
+        if (flow::is_possible(order))
+            wanted_ = order.output;
+        else
+            station_.tell(
+                "an order is refused: the valve takes manual=1 and an output of 0 to 100");
+    }
+
+    // The valve is where somebody left it, and closed after a loss of power: what is wanted is
+    // compared with what was read. So an order that did not arrive is given again.
+    void move_valve(double valve) {
+        if (wanted_ == MVC || valve == MVC || std::fabs(valve - wanted_) < k_valve_step)
+            return;
+        std::string reason;
+        const Outcome outcome = instrument_.set_valve(wanted_, reason);
+        if (outcome == Outcome::answered)
+            publish_setpoint();
+        if (outcome != Outcome::refused)
+            return;
+        station_.tell("the instrument refuses an output of %g %%: error %s", wanted_,
+                      serverkit::printable(reason).c_str());
+        wanted_ = MVC;
+    }
+
+    daemon_kit::Station &station_;
+    std::string name_;
+    double interval_; // s
+    flow::Instrument instrument_;
+    Health health_;
+    Outcome last_ = Outcome::silent; // nothing is known of the line yet
+    flow::Identity identity_;
+    flow::State state_ = flow::State::starting;
+    double wanted_ = MVC; // valve, %
+    FTIME next_ = 0;
+    FTIME next_status_ = 0;
+};
+
+int run(daemon_kit::Station &station, Controller &controller) {
+    while (station.wait(std::clamp(controller.seconds_to_go(UTIL_ftime()), 0.0, k_slice))) {
+        ZEBMSG_process_messages(station.messages(), Controller::received, &controller);
+        EVENTAT_run(0);
+        const FTIME now = UTIL_ftime();
+        if (controller.seconds_to_go(now) <= 0)
+            controller.work(now);
+    }
+    controller.say_counts();
+    return station.result();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    daemon_kit::Daemon daemon("flow",
+                              "Asks a flow controller what it measures, publishes that on the "
+                              "station's message server, and sets the valve as it is told.");
+    if (!daemon.start(argc, argv) || !daemon.connect_with_line())
+        return daemon.exit_status();
+    daemon.announce("flow", "Flow", "Q");
+    Controller controller(daemon);
+    return run(daemon.station(), controller);
+}
