@@ -20,6 +20,8 @@ int main(int argc, char **argv) {
     zebctl::add_describe(app, run);
     zebctl::add_serial(app, run);
     zebctl::add_io(app, run);
+    zebctl::add_log(app, run);
+    zebctl::add_monitor(app, run);
     zebctl::add_conf(app, run);
     try {
         app.parse(argc, argv);
