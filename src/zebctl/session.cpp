@@ -10,7 +10,7 @@
 namespace zebctl {
 namespace {
 
-constexpr double k_look = 0.25;    // s between looks for a signal
+constexpr double k_look = 0.02;    // s between looks for what has come
 constexpr double k_patience = 5.0; // s for a message to leave
 
 using Listener = std::function<void(const ZEBMSG_proc_msg &)>;
@@ -29,30 +29,28 @@ int fail(const std::string &text) {
 Session::Session(const std::string &config, const std::string &name)
     : daemon_{name.empty() ? "zebctl-" + std::to_string(getpid()) : name, config},
       configuration_(daemon_, daemon_kit::Configuration::Missing::allowed) {
-    is_connected_ = !configuration_.is_refused() && link_.connect(daemon_.name, configuration_);
+    is_connected_ = !configuration_.is_refused() && station_.connect(daemon_.name, configuration_);
 }
 
 Session::Heard Session::listen(double seconds, const Listener &hear,
                                const std::function<bool()> &is_enough) {
     using Clock = std::chrono::steady_clock;
     const auto started = Clock::now();
-    while (!UTIL_exit_poll()) {
-        if (is_enough())
-            return Heard::enough;
+    while (!is_enough()) {
         const std::chrono::duration<double> passed = Clock::now() - started;
         const double left = seconds < 0 ? k_look : seconds - passed.count();
         if (left <= 0)
             return Heard::too_little;
-        bool ignored;
-        if (!link_.cycle(std::min(left, k_look), -1, ignored))
-            return Heard::gone;
+        if (!station_.wait(std::min(left, k_look)))
+            return station_.result() == 0 ? Heard::interrupted : Heard::gone;
         ZEBMSG_process_messages(messages(), received, const_cast<Listener *>(&hear));
     }
-    return Heard::interrupted;
+    return Heard::enough;
 }
 
 int Session::send() {
-    return link_.drain(k_patience) ? k_done : fail("the message server does not take the message");
+    return station_.drain(k_patience) ? k_done
+                                      : fail("the message server does not take the message");
 }
 
 } // namespace zebctl

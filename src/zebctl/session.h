@@ -23,9 +23,9 @@ class Session {
 
     // False after a report.
     bool is_connected() const { return is_connected_; }
-    ZEBMSG_link *messages() { return link_.get(); }
+    ZEBMSG_link *messages() { return station_.messages(); }
 
-    enum class Heard { enough, too_little, interrupted, gone };
+    enum class Heard { enough, too_little, interrupted, gone }; // gone: after a report
     // Hands on messages until it is enough, or for so many seconds (below 0: without end).
     Heard listen(double seconds, const std::function<void(const ZEBMSG_proc_msg &)> &hear,
                  const std::function<bool()> &is_enough);
@@ -36,7 +36,7 @@ class Session {
   private:
     daemon_kit::Options daemon_;
     daemon_kit::Configuration configuration_;
-    daemon_kit::ServerLink link_;
+    daemon_kit::Station station_;
     bool is_connected_ = false;
 };
 

@@ -1,49 +1,29 @@
 // The conductor at work on a real message server, at intervals of fractions of a second.
 
-#include "process.h"
-#include "support.h"
+#include "station.h"
 
 #include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 using namespace zeb::test;
 using nlohmann::json;
 
 namespace {
 
-const std::string k_bin = ZEB_BINARY_DIR "/bin/";
-const std::string k_quiet = "Log;Interval;Average,0\nLog;Interval;Monitor,0\n"
-                            "Log;Interval;Flush,0\nLog;Interval;Switch,0\n";
-
-class Conducted : public ::testing::Test {
+class Conducted : public Station {
   protected:
     Conducted() {
-        std::filesystem::create_directories(dir_ / "etc");
         std::filesystem::create_directory(dir_ / "log");
-        configure(k_quiet);
-        server_ = run({"zebmsgd"});
-        ready_ = wait_until([this] { return std::filesystem::exists(dir_ / ".mainstatus"); });
+        conduct("");
     }
 
-    void configure(const std::string &lines) {
-        write_file(dir_ / "etc/zeb.conf", "Disk;LogDir,log\n" + lines);
-    }
-
-    using Environment = std::vector<std::pair<std::string, std::string>>;
-    std::unique_ptr<Process> run(std::vector<std::string> command, Environment environment = {}) {
-        command[0] = k_bin + command[0];
-        Process::Options options;
-        options.environment = std::move(environment);
-        options.environment.emplace_back("ZEB2RUN", dir_.path());
-        options.environment.emplace_back("ZEB2", dir_.path());
-        const std::string own = dir_ / std::to_string(++count_);
-        std::filesystem::create_directory(own);
-        return std::make_unique<Process>(own, command, options);
+    // Everything is off but what the lines say.
+    void conduct(const std::string &lines) {
+        configure("Disk;LogDir,log\nLog;Interval;Average,0\nLog;Interval;Monitor,0\n"
+                  "Log;Interval;Flush,0\nLog;Interval;Switch,0\n" +
+                  lines);
     }
 
     // A conductor that has announced itself.
@@ -51,24 +31,6 @@ class Conducted : public ::testing::Test {
         auto process = run({"zeblogd"});
         EXPECT_TRUE(wait_until([&] { return ask({"instruments"}).find("zeblogd") != npos; }));
         return process;
-    }
-
-    // Runs zebctl to its end and returns what it printed.
-    std::string ask(std::vector<std::string> arguments, int expected = 0) {
-        arguments.insert(arguments.begin(), "zebctl");
-        const auto tool = run(arguments);
-        EXPECT_EQ(tool->wait(), expected) << tool->errors();
-        return tool->output();
-    }
-
-    // The conductor's next so many messages of a type.
-    std::vector<json> watch(const std::string &type, int count) {
-        std::istringstream lines(ask({"watch", "--json", "--from", "zeblogd", "--type", type,
-                                      "--count", std::to_string(count), "--timeout", "20"}));
-        std::vector<json> messages;
-        for (std::string line; std::getline(lines, line);)
-            messages.push_back(json::parse(line));
-        return messages;
     }
 
     // The file to which the conductor writes monitor messages, or nothing.
@@ -80,15 +42,8 @@ class Conducted : public ::testing::Test {
     bool keeps(const std::string &line) {
         return wait_until([&] { return monitor_text().find(line) != npos; });
     }
-    static bool says(const Process &process, const std::string &text) {
-        return wait_until([&] { return process.errors().find(text) != npos; });
-    }
 
     static constexpr size_t npos = std::string::npos;
-    TempDir dir_;
-    std::unique_ptr<Process> server_;
-    bool ready_ = false;
-    int count_ = 0;
 };
 
 // One time after the other, each a multiple of the interval, none before it has come.
@@ -99,6 +54,7 @@ void expect_beat(const std::vector<json> &messages, const char *field, double in
         EXPECT_EQ(std::fmod(time, interval), 0) << time;
         EXPECT_GT(time, before);
         EXPECT_LE(time, message["time"].get<double>());
+        EXPECT_EQ(message["from"], "zeblogd");
         EXPECT_EQ(message["flags"], 1) << "published, not retained";
         EXPECT_EQ(message["to"], nullptr);
         before = time;
@@ -107,7 +63,7 @@ void expect_beat(const std::vector<json> &messages, const char *field, double in
 
 TEST_F(Conducted, AveragesBeginAtMultiplesOfTheirInterval) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Average,0.5\n");
+    conduct("Log;Interval;Average,0.5\n");
     const auto zeblogd = conductor();
     const auto messages = watch("MSG_LOG_*", 3);
     ASSERT_EQ(messages.size(), 3u);
@@ -118,7 +74,7 @@ TEST_F(Conducted, AveragesBeginAtMultiplesOfTheirInterval) {
 
 TEST_F(Conducted, MonitorRecordsAndFlushesHaveIntervalsOfTheirOwn) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Monitor,0.25\nLog;Interval;Flush,0.5\n");
+    conduct("Log;Interval;Monitor,0.25\nLog;Interval;Flush,0.5\n");
     const auto zeblogd = conductor();
     const auto records = watch("MSG_LOG_MONITOR_RECORD", 3);
     ASSERT_EQ(records.size(), 3u);
@@ -131,7 +87,7 @@ TEST_F(Conducted, MonitorRecordsAndFlushesHaveIntervalsOfTheirOwn) {
 
 TEST_F(Conducted, FilesAreSwitchedBeforeTheRecordsOfThatTime) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Switch,0:05\nLog;Interval;Average,0:05\n");
+    conduct("Log;Interval;Switch,0:05\nLog;Interval;Average,0:05\n");
     const auto zeblogd = conductor();
     const auto messages = watch("MSG_LOG_*", 2);
     ASSERT_EQ(messages.size(), 2u);
@@ -143,7 +99,7 @@ TEST_F(Conducted, FilesAreSwitchedBeforeTheRecordsOfThatTime) {
 
 TEST_F(Conducted, NothingButTheAnnouncementIsRetained) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Average,0.1\nLog;Interval;Flush,0.1\n");
+    conduct("Log;Interval;Average,0.1\nLog;Interval;Flush,0.1\n");
     const auto zeblogd = conductor();
     EXPECT_EQ(watch("MSG_LOG_NEW_AVERAGE", 1).size(), 1u);
     EXPECT_EQ(watch("MSG_LOG_FLUSH", 1).size(), 1u);
@@ -162,8 +118,8 @@ TEST_F(Conducted, AMessageChangesAnInterval) {
         {"MSG_LOG_SET_INTERVAL_ROT", "switch"}};
     for (const auto &[message, duty] : settings) {
         ask({"send", "--name", "boss", message, "interval=5"});
-        EXPECT_TRUE(says(*zeblogd, std::string(duty) +
-                                       " interval: every 5 s, as boss asks; it was off"));
+        EXPECT_TRUE(
+            says(*zeblogd, std::string(duty) + " interval: every 5 s, as boss asks; it was off"));
         EXPECT_TRUE(keeps(std::string("Z zeblogd ") + duty + " interval: every 5 s"));
     }
     ask({"send", "--name", "boss", "--to", "zeblogd", "MSG_LOG_SET_INTERVAL_AVG", "interval=0.25"});
@@ -176,14 +132,11 @@ TEST_F(Conducted, AMessageChangesAnInterval) {
 
 TEST_F(Conducted, ABadIntervalIsRefusedAndChangesNothing) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Average,0.5\n");
+    conduct("Log;Interval;Average,0.5\n");
     const auto zeblogd = conductor();
-    const std::pair<const char *, const char *> settings[] = {{"-1", "-1"},
-                                                              {"1e300", "1e+300"},
-                                                              {"0.01", "0.01"},
-                                                              {"\"NaN\"", "nan"},
-                                                              {"\"Infinity\"", "inf"},
-                                                              {"null", "9.999e-99"}};
+    const std::pair<const char *, const char *> settings[] = {
+        {"-1", "-1"},       {"1e300", "1e+300"},     {"0.01", "0.01"},
+        {"\"NaN\"", "nan"}, {"\"Infinity\"", "inf"}, {"null", "9.999e-99"}};
     for (const auto &[given, shown] : settings) {
         ask({"send", "--name", "boss", "MSG_LOG_SET_INTERVAL_AVG",
              std::string("interval=") + given});
@@ -260,7 +213,7 @@ TEST_F(Conducted, EndsWithAFailureWhenTheServerIsGone) {
 
 TEST_F(Conducted, StopsThoughTheServerHangs) {
     ASSERT_TRUE(ready_);
-    configure(k_quiet + "Log;Interval;Average,0.1\n");
+    conduct("Log;Interval;Average,0.1\n");
     const auto zeblogd = conductor();
     server_->signal(SIGSTOP);
     zeblogd->signal(SIGTERM);
@@ -270,7 +223,7 @@ TEST_F(Conducted, StopsThoughTheServerHangs) {
 
 TEST_F(Conducted, ABadIntervalOfTheConfigurationKeepsItFromStarting) {
     ASSERT_TRUE(ready_);
-    configure("Log;Interval;Average,often\n");
+    conduct("Log;Interval;Average,often\n");
     const auto zeblogd = run({"zeblogd"});
     EXPECT_EQ(zeblogd->wait(), 1);
     EXPECT_NE(zeblogd->errors().find("Log;Interval;Average: \"often\" is not"), npos)
