@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the measurements of docs/benchmarks.md: functions first, then the message server
-# beside two well-known brokers. Run it on an idle machine; every figure is meant as a ratio within one
+# beside two well-known brokers, then the serial-port server and an idle station. Run it on an idle machine; every figure is meant as a ratio within one
 # run.
-#   --seconds S     per measurement of the server (default 2)
+#   --seconds S     per measurement of a server (default 2)
 #   --no-setup      install nothing
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -35,3 +35,4 @@ for program in build/release/bench/bench_*; do
     [ -x "$program" ] && "$program" --benchmark_min_time=0.5
 done
 build/release/bench/server_driver --seconds "$seconds"
+build/release/bench/serial_driver --seconds "$seconds"
