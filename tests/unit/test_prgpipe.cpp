@@ -17,6 +17,13 @@ class Prgpipe : public PrgpipeThread {
         write_file(path, "#!/bin/sh\n" + script);
         chmod(path.c_str(), 0700);
     }
+    // What the table says of a descriptor at this moment.
+    static ZEBFILE_entry seen(int fh) {
+        pthread_mutex_lock(&g_zebfile_open_files_mutex);
+        const ZEBFILE_entry copy = *entry(fh);
+        pthread_mutex_unlock(&g_zebfile_open_files_mutex);
+        return copy;
+    }
     // A signal's bit in a mask of /proc.
     static bool is_blocked(unsigned long long mask, int signal) {
         return (mask >> (signal - 1) & 1) != 0;
@@ -39,9 +46,9 @@ TEST_F(Prgpipe, TheChildReadsItsInputAndItsOutputIsRead) {
 
 TEST_F(Prgpipe, WritesGoOutWithoutHolding) {
     ASSERT_TRUE(run("/bin/cat", {}));
-    EXPECT_EQ(entry(child.write_stdin)->buffer_flush_limit, 0U);
-    EXPECT_EQ(entry(child.write_stdin)->mode, ZEBFILE_WRITE);
-    EXPECT_EQ(entry(child.read_stdout)->mode, ZEBFILE_READ);
+    EXPECT_EQ(seen(child.write_stdin).buffer_flush_limit, 0U);
+    EXPECT_EQ(seen(child.write_stdin).mode, ZEBFILE_WRITE);
+    EXPECT_EQ(seen(child.read_stdout).mode, ZEBFILE_READ);
 }
 
 TEST_F(Prgpipe, TheLastElementOfTheArgumentsIsNotPassed) {
@@ -116,7 +123,7 @@ TEST_F(Prgpipe, StandardErrorIsTheDaemonsUnlessItIsAskedFor) {
 TEST_F(Prgpipe, StandardErrorIsAPipeWhenItIsAskedFor) {
     ASSERT_TRUE(start("echo complaint >&2; exec cat", true));
     EXPECT_EQ(line(child.read_stderr), "complaint");
-    EXPECT_EQ(entry(child.read_stderr)->mode, ZEBFILE_READ);
+    EXPECT_EQ(seen(child.read_stderr).mode, ZEBFILE_READ);
     EXPECT_THAT(err.text(), Not(HasSubstr("complaint")));
 }
 
