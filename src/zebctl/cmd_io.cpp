@@ -1,15 +1,13 @@
 // zebctl io - the variables that the station's programs share: what they are, asking for outputs.
 
-#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "command.h"
-#include "daemon.h"
 #include "io_values.h"
+#include "session.h"
 #include "text.h"
 
 namespace zebctl {
@@ -23,69 +21,24 @@ struct Options {
     double timeout = -1;
 };
 
-int fail(const std::string &text) {
-    fprintf(stderr, "zebctl: %s\n", text.c_str());
-    return k_failed;
-}
-
 std::string seconds_text(double seconds) {
     char text[64];
     snprintf(text, sizeof text, "%g s", seconds);
     return text;
 }
 
-// The link and the library's tables of variables.
-class Session {
-  public:
-    explicit Session(const Options &options)
-        : daemon_{"zebctl-" + std::to_string(getpid()), options.config},
-          configuration_(daemon_, daemon_kit::Configuration::Missing::allowed) {
-        IO_init();
-        connected_ = !configuration_.is_refused() && link.connect(daemon_.name, configuration_);
-        if (connected_)
-            IO_register_link(link.get());
-    }
-    ~Session() { IO_cleanup(); }
-    Session(const Session &) = delete;
-    Session &operator=(const Session &) = delete;
-
-    bool connected() const { return connected_; }
-    daemon_kit::ServerLink link;
-
-  private:
-    daemon_kit::Options daemon_;
-    daemon_kit::Configuration configuration_;
-    bool connected_ = false;
-};
-
-enum class Heard { enough, too_little, interrupted, gone };
-
 using Listener = std::function<void(const ZEBMSG_proc_msg &)>;
 
-// Takes messages until it is enough, or for so many seconds (below 0: without end).
-Heard listen(Session &session, double seconds, const Listener &hear,
-             const std::function<bool()> &is_enough) {
-    using Clock = std::chrono::steady_clock;
-    const auto started = Clock::now();
-    while (!UTIL_exit_poll()) {
-        if (is_enough())
-            return Heard::enough;
-        const std::chrono::duration<double> passed = Clock::now() - started;
-        const double left = seconds < 0 ? 0.25 : seconds - passed.count();
-        if (left <= 0)
-            return Heard::too_little;
-        bool ignored;
-        if (!session.link.cycle(std::min(left, 0.25), -1, ignored))
-            return Heard::gone;
-        ZEBMSG_process_messages(
-            session.link.get(),
-            [](ZEBMSG_proc_msg *message, void *listener) {
-                (*static_cast<const Listener *>(listener))(*message);
-            },
-            const_cast<Listener *>(&hear));
+// A session with the library's tables of variables.
+class IoSession : public Session {
+  public:
+    explicit IoSession(const Options &options) : Session(options.config) {
+        IO_init();
+        if (is_connected())
+            IO_register_link(messages());
     }
-    return Heard::interrupted;
-}
+    ~IoSession() { IO_cleanup(); }
+};
 
 std::string sender_of(const ZEBMSG_proc_msg &message) {
     return message.src_name != nullptr ? message.src_name : "";
@@ -129,22 +82,22 @@ int explain_missing(const Options &options) {
 }
 
 int run_get(const Options &options) {
-    Session session(options);
-    if (!session.connected())
+    IoSession session(options);
+    if (!session.is_connected())
         return k_failed;
     const auto is_known = [&] {
         const auto variable = find_io(options.name);
         return variable && !wanted(options, *variable).is_null();
     };
-    switch (listen(
-        session, options.timeout, [](const ZEBMSG_proc_msg &) {}, is_known)) {
-    case Heard::too_little:
+    switch (session.listen(
+        options.timeout, [](const ZEBMSG_proc_msg &) {}, is_known)) {
+    case Session::Heard::too_little:
         return explain_missing(options);
-    case Heard::gone:
+    case Session::Heard::gone:
         return fail("the message server is gone");
-    case Heard::interrupted:
+    case Session::Heard::interrupted:
         return k_failed;
-    case Heard::enough:
+    case Session::Heard::enough:
         break;
     }
     const IoVariable variable = *find_io(options.name);
@@ -208,14 +161,14 @@ Json as_json(const std::vector<IoVariable> &variables, const std::vector<Output>
 }
 
 int run_list(const Options &options) {
-    Session session(options);
-    if (!session.connected())
+    IoSession session(options);
+    if (!session.is_connected())
         return k_failed;
-    IO_request_resend_real(session.link.get());
-    IO_request_resend_digital(session.link.get());
+    IO_request_resend_real(session.messages());
+    IO_request_resend_digital(session.messages());
     std::vector<Output> outputs;
     const Listener hear = [&](const ZEBMSG_proc_msg &message) { remember(outputs, message); };
-    if (listen(session, options.timeout, hear, [] { return false; }) == Heard::gone)
+    if (session.listen(options.timeout, hear, [] { return false; }) == Session::Heard::gone)
         return fail("the message server is gone");
     if (options.json)
         print_json(as_json(published_io(), outputs), 2);
@@ -227,15 +180,15 @@ int run_list(const Options &options) {
 // ---- set ----
 
 int run_set(const Options &options) {
-    Session session(options);
-    if (!session.connected())
+    IoSession session(options);
+    if (!session.is_connected())
         return k_failed;
     const IoRequest request = *parse_io_request(options.value);
     if (request.digital)
-        IO_set_digital(session.link.get(), options.name.c_str(), request.on ? 1 : 0, 1);
+        IO_set_digital(session.messages(), options.name.c_str(), request.on ? 1 : 0, 1);
     else
-        IO_set(session.link.get(), options.name.c_str(), request.value);
-    return session.link.drain(options.timeout)
+        IO_set(session.messages(), options.name.c_str(), request.value);
+    return session.drain(options.timeout)
                ? k_done
                : fail("the message server did not take the request within " +
                       seconds_text(options.timeout));
@@ -284,19 +237,19 @@ class Watcher {
 };
 
 int run_watch(const Options &options) {
-    Session session(options);
-    if (!session.connected())
+    IoSession session(options);
+    if (!session.is_connected())
         return k_failed;
     Watcher watcher(options);
     const Listener hear = [&](const ZEBMSG_proc_msg &message) { watcher.show(message); };
-    switch (listen(session, options.timeout, hear, [&] { return watcher.is_done(); })) {
-    case Heard::gone:
+    switch (session.listen(options.timeout, hear, [&] { return watcher.is_done(); })) {
+    case Session::Heard::gone:
         return fail("the message server is gone");
-    case Heard::too_little:
+    case Session::Heard::too_little:
         // Without a number to wait for, running out of time is how a watch ends.
         return options.count < 0 ? k_done : k_failed;
-    case Heard::enough:
-    case Heard::interrupted:
+    case Session::Heard::enough:
+    case Session::Heard::interrupted:
         break;
     }
     return k_done;

@@ -49,8 +49,7 @@ Session::Heard Session::listen(double seconds, const Listener &hear,
 }
 
 int Session::send() {
-    return station_.drain(k_patience) ? k_done
-                                      : fail("the message server does not take the message");
+    return drain(k_patience) ? k_done : fail("the message server does not take the message");
 }
 
 } // namespace zebctl

@@ -32,6 +32,8 @@ class Session {
 
     // Waits until what is queued has left; the exit status, after a report when it has not.
     int send();
+    // The same for at most so many seconds, without a report.
+    bool drain(double seconds) { return station_.drain(seconds); }
 
   private:
     daemon_kit::Options daemon_;
