@@ -89,11 +89,4 @@ std::vector<json> lines_of(const std::string &text) {
     return lines;
 }
 
-int occurrences(const std::string &text, const std::string &of) {
-    int count = 0;
-    for (size_t at = 0; (at = text.find(of, at)) != std::string::npos; at += of.size())
-        ++count;
-    return count;
-}
-
 } // namespace zeb::test

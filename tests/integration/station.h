@@ -51,7 +51,5 @@ class Station : public ::testing::Test {
 
 // Every object of a text of JSON lines.
 std::vector<nlohmann::json> lines_of(const std::string &text);
-// How often a text holds another.
-int occurrences(const std::string &text, const std::string &of);
 
 } // namespace zeb::test

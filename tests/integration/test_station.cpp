@@ -106,7 +106,7 @@ TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
     ASSERT_TRUE(ready_);
     const auto gps = run({"gps"});
     ASSERT_TRUE(says(*gps, "the line =gps is gone"));
-    for (int round = 1; round <= 2; ++round) {
+    for (size_t round = 1; round <= 2; ++round) {
         const auto receiver =
             run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1"});
         EXPECT_EQ(watch("MSG_GPS_INSTANT", 2).size(), 2u);
@@ -119,7 +119,7 @@ TEST_F(Station, GpsSurvivesALineThatGoesAndComesBack) {
     EXPECT_TRUE(gps->running());
     gps->signal(SIGTERM);
     EXPECT_EQ(gps->wait(), 0);
-    EXPECT_EQ(occurrences(gps->errors(), "the line =gps is gone"), 3) << gps->errors();
+    EXPECT_EQ(occurrences(gps->errors(), "the line =gps is gone"), 3u) << gps->errors();
 }
 
 TEST_F(Station, GpsSaysThatItHasStartedWhenItsLauncherAsks) {
@@ -151,7 +151,7 @@ TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
     for (const auto &daemon : daemons) {
         EXPECT_EQ(daemon->wait(), 1);
         EXPECT_TRUE(says(*daemon, "the serial server is gone")) << daemon->errors();
-        EXPECT_EQ(occurrences(daemon->errors(), "the line"), 1) << "their lines were never there";
+        EXPECT_EQ(occurrences(daemon->errors(), "the line"), 1u) << "their lines were never there";
     }
     EXPECT_TRUE(waypoint->running()) << "it has no line";
 }

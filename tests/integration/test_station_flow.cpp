@@ -99,7 +99,7 @@ TEST_F(Flow, RefusesOrdersThatItCannotObey) {
     const auto instrument = pump({"--valve", "20"});
     const auto daemon = run({"flow"});
     ASSERT_EQ(watch("MSG_TSITMF_INSTANT", 1).size(), 1u);
-    int refused = 0;
+    size_t refused = 0;
     for (const auto &fields : {std::vector<std::string>{"name=flow", "manual=true", "output=101"},
                                {"name=flow", "manual=true", "output=-1"},
                                {"name=flow", "manual=true"},
@@ -121,7 +121,7 @@ TEST_F(Flow, SurvivesALineThatIsPulledAndTellsTheValveAgain) {
     const auto daemon = run({"flow"});
     order({"name=flow", "manual=true", "output=50"});
     ASSERT_TRUE(comes("MSG_GENERICPID_INSTANT", "output", 50.0));
-    for (int round = 1; round <= 2; ++round) {
+    for (size_t round = 1; round <= 2; ++round) {
         const auto monitor = run({"zebctl", "watch", "--json", "--type", "MSG_LOG_MONITOR",
                                   "--count", "2", "--timeout", "20"});
         const auto status = run({"zebctl", "watch", "--json", "--type", "MSG_TSITMF_STATUS",
@@ -145,8 +145,8 @@ TEST_F(Flow, SurvivesALineThatIsPulledAndTellsTheValveAgain) {
         EXPECT_EQ(states[1]["record"]["model"], "Simulated flow controller");
         ASSERT_TRUE(wait_for_clients(1));
     }
-    EXPECT_EQ(occurrences(daemon->errors(), "the line =flow is gone"), 2);
-    EXPECT_EQ(occurrences(daemon->errors(), "the line =flow is back"), 2);
+    EXPECT_EQ(occurrences(daemon->errors(), "the line =flow is gone"), 2u);
+    EXPECT_EQ(occurrences(daemon->errors(), "the line =flow is back"), 2u);
     daemon->signal(SIGTERM);
     EXPECT_EQ(daemon->wait(), 0);
 }
@@ -173,7 +173,7 @@ TEST_F(Flow, TellsASilentInstrumentOnceAndWhenItAnswersAgain) {
     unplug(*instrument);
     instrument = pump();
     EXPECT_TRUE(says(*daemon, "the instrument answers again"));
-    EXPECT_EQ(occurrences(daemon->errors(), "does not answer"), 1) << daemon->errors();
+    EXPECT_EQ(occurrences(daemon->errors(), "does not answer"), 1u) << daemon->errors();
 }
 
 TEST_F(Flow, TellsDamagedAnswersOnceAndGoesOnWithTheOthers) {
@@ -190,14 +190,14 @@ TEST_F(Flow, TellsDamagedAnswersOnceAndGoesOnWithTheOthers) {
             ++(reading["record"][field].is_null() ? missing : good);
     EXPECT_GE(missing, 1);
     EXPECT_GE(good, 24);
-    EXPECT_EQ(occurrences(daemon->errors(), "damaged answers"), 1) << daemon->errors();
-    EXPECT_EQ(occurrences(daemon->errors(), "answers again"), 0) << daemon->errors();
+    EXPECT_EQ(occurrences(daemon->errors(), "damaged answers"), 1u) << daemon->errors();
+    EXPECT_EQ(occurrences(daemon->errors(), "answers again"), 0u) << daemon->errors();
     unplug(*instrument);
     instrument = pump();
     EXPECT_TRUE(says(*daemon, "the instrument answers again"));
     daemon->signal(SIGTERM);
     EXPECT_EQ(daemon->wait(), 0);
-    EXPECT_EQ(occurrences(daemon->errors(), " 0 damaged"), 0) << daemon->errors();
+    EXPECT_EQ(occurrences(daemon->errors(), " 0 damaged"), 0u) << daemon->errors();
 }
 
 TEST_F(Flow, HearsAnInstrumentThatTakesItsTime) {
@@ -206,7 +206,7 @@ TEST_F(Flow, HearsAnInstrumentThatTakesItsTime) {
     const auto instrument = pump({"--late", "0.2", "--valve", "50"});
     const auto daemon = run({"flow"});
     EXPECT_TRUE(comes("MSG_TSITMF_INSTANT", "Q", 6.75));
-    EXPECT_EQ(occurrences(daemon->errors(), "the instrument"), 0) << daemon->errors();
+    EXPECT_EQ(occurrences(daemon->errors(), "the instrument"), 0u) << daemon->errors();
 }
 
 TEST_F(Flow, ReportsAnInstrumentThatIsTooLate) {
