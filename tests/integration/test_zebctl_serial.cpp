@@ -1,7 +1,7 @@
 // zebctl serial with the real serial-port server, an instrument and a user on pseudo terminals.
 
 #include "process.h"
-#include "pty.h"
+#include "recording_pty.h"
 #include "support.h"
 
 #include <csignal>

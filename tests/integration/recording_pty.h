@@ -1,5 +1,5 @@
-// pty.h - a pseudo terminal that keeps what came: the instrument on a serial line, or the user
-// before a program.
+// recording_pty.h - a pseudo terminal that keeps what came: the instrument on a serial line, or
+// the user before a program.
 #pragma once
 
 #include "terminal.h"

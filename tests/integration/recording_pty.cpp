@@ -1,4 +1,4 @@
-#include "pty.h"
+#include "recording_pty.h"
 
 #include "support.h"
 
