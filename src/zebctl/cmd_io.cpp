@@ -94,7 +94,6 @@ int run_get(const Options &options) {
     case Session::Heard::too_little:
         return explain_missing(options);
     case Session::Heard::gone:
-        return fail("the message server is gone");
     case Session::Heard::interrupted:
         return k_failed;
     case Session::Heard::enough:
@@ -169,7 +168,7 @@ int run_list(const Options &options) {
     std::vector<Output> outputs;
     const Listener hear = [&](const ZEBMSG_proc_msg &message) { remember(outputs, message); };
     if (session.listen(options.timeout, hear, [] { return false; }) == Session::Heard::gone)
-        return fail("the message server is gone");
+        return k_failed;
     if (options.json)
         print_json(as_json(published_io(), outputs), 2);
     else
@@ -244,7 +243,7 @@ int run_watch(const Options &options) {
     const Listener hear = [&](const ZEBMSG_proc_msg &message) { watcher.show(message); };
     switch (session.listen(options.timeout, hear, [&] { return watcher.is_done(); })) {
     case Session::Heard::gone:
-        return fail("the message server is gone");
+        return k_failed;
     case Session::Heard::too_little:
         // Without a number to wait for, running out of time is how a watch ends.
         return options.count < 0 ? k_done : k_failed;

@@ -15,7 +15,7 @@ class Process {
         unsigned long descriptors = 0;                                // limit; 0: the test's own
         int input = -1;                                               // -1: the test's own
         // A terminal for its input and output, its controlling one; errors are kept as ever.
-        std::string terminal;
+        std::string terminal = {};
     };
 
     // Starts it with standard output and standard error in files under `directory`.

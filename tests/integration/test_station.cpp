@@ -147,6 +147,8 @@ TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
     const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"})};
     const auto waypoint = run({"waypoint"});
     ASSERT_TRUE(wait_for_clients(3));
+    for (const auto &daemon : daemons)
+        ASSERT_TRUE(wait_until([&] { return says(*daemon, "the line"); })) << daemon->errors();
     serial_->signal(SIGKILL);
     for (const auto &daemon : daemons) {
         EXPECT_EQ(daemon->wait(), 1);
