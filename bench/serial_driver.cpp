@@ -172,6 +172,7 @@ class Process {
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
 
+    bool is_running() const { return waitpid(pid_, nullptr, WNOHANG) == 0; }
     double processor_seconds() const {
         std::ifstream stat("/proc/" + std::to_string(pid_) + "/stat");
         std::string word;
@@ -271,7 +272,7 @@ class Client {
         if (!await_answer())
             die("the server refused " + port);
         SERIALD_int_params buffers = {};
-        buffers.max_buffer_size = 4 << 20;
+        buffers.max_buffer_size = 1000000;
         buffers.max_echo_size = 4096;
         send(request(SERIALD_REQUEST_SET_INT_PARAMS, 0, 0, bytes_of(buffers)));
         if (!await_answer())
@@ -461,6 +462,9 @@ void idle_station(double seconds) {
     sleep(static_cast<unsigned>(seconds));
     const double share = (used() - before) / seconds_since(start);
     double memory = 0;
+    for (const auto &process : processes)
+        if (!process->is_running())
+            die("a program of the idle station has ended");
     for (const auto &process : processes)
         memory += process->mebibytes();
     printf("idle station, %d daemons: %.2f %% of a core (limit 2), %.1f MiB (limit 60)\n", daemons,
