@@ -146,7 +146,7 @@ bool Station::wait_for_servers(const std::string &port) {
             return false;
         }
         if (!port.empty() && !is_up(link_.sc_lnk_up)) {
-            report("the serial server refuses the port %s", port.c_str());
+            report("the serial server closed the link; does it know the port %s?", port.c_str());
             return false;
         }
         if (UTIL_exit_poll())

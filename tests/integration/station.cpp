@@ -2,6 +2,9 @@
 
 #include <filesystem>
 #include <sstream>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace zeb::test {
 
@@ -11,6 +14,18 @@ namespace {
 
 const std::string k_bin = ZEB_BINARY_DIR "/bin/";
 
+// A socket's file is there a moment before anybody listens at it.
+bool is_listened_to(const std::string &path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool connected =
+        connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    close(fd);
+    return connected;
+}
+
 } // namespace
 
 Station::Station() {
@@ -19,8 +34,7 @@ Station::Station() {
     server_ = run({"zebmsgd"});
     serial_ = run({"zebseriald"});
     ready_ = wait_until([this] {
-        return std::filesystem::exists(dir_ / ".mainstatus") &&
-               std::filesystem::exists(dir_ / ".serialdsocket");
+        return is_listened_to(dir_ / ".mainstatus") && is_listened_to(dir_ / ".serialdsocket");
     });
 }
 
@@ -75,6 +89,10 @@ std::vector<std::string> Station::clients() {
 
 bool Station::wait_for_clients(size_t number) {
     return wait_until([&] { return clients().size() == number; });
+}
+
+bool Station::wait_for_daemons(size_t number) {
+    return wait_until([&] { return json::parse(ask({"instruments", "--json"})).size() == number; });
 }
 
 bool Station::says(const Process &process, const std::string &text) {

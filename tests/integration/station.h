@@ -35,6 +35,8 @@ class Station : public ::testing::Test {
     std::vector<std::string> clients();
     // True once so many programs are connected.
     bool wait_for_clients(size_t number);
+    // True once so many daemons are ready: they announce themselves when all their links are open.
+    bool wait_for_daemons(size_t number);
     // Whether a program says so on standard error, within a while.
     static bool says(const Process &process, const std::string &text);
 

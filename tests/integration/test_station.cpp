@@ -89,7 +89,7 @@ TEST_F(Station, GpsDigestsEveryCapturedSentence) {
                                 "--timeout", "20"});
         ASSERT_TRUE(wait_for_clients(1));
         const auto gps = run({"gps"});
-        ASSERT_TRUE(wait_for_clients(2));
+        ASSERT_TRUE(wait_for_daemons(1));
         // A pause of ours must not look like the end of an instant.
         gps->signal(SIGSTOP);
         receiver.say(read_file(folder + name));
@@ -133,7 +133,7 @@ TEST_F(Station, GpsSaysThatItHasStartedWhenItsLauncherAsks) {
 TEST_F(Station, DaemonsEndWithAFailureWhenTheMessageServerIsGone) {
     ASSERT_TRUE(ready_);
     const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"}), run({"waypoint"})};
-    ASSERT_TRUE(wait_for_clients(3));
+    ASSERT_TRUE(wait_for_daemons(3));
     server_->signal(SIGTERM);
     EXPECT_EQ(server_->wait(), 0);
     for (const auto &daemon : daemons) {
@@ -146,9 +146,9 @@ TEST_F(Station, DaemonsEndWithAFailureWhenTheSerialServerIsGone) {
     ASSERT_TRUE(ready_);
     const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"})};
     const auto waypoint = run({"waypoint"});
-    ASSERT_TRUE(wait_for_clients(3));
+    ASSERT_TRUE(wait_for_daemons(3));
     for (const auto &daemon : daemons)
-        ASSERT_TRUE(wait_until([&] { return says(*daemon, "the line"); })) << daemon->errors();
+        ASSERT_TRUE(wait_until([&] { return says(*daemon, "is gone; "); })) << daemon->errors();
     serial_->signal(SIGKILL);
     for (const auto &daemon : daemons) {
         EXPECT_EQ(daemon->wait(), 1);
@@ -185,7 +185,7 @@ TEST_F(Station, APortThatTheSerialServerDoesNotKnowEndsTheStart) {
     configure("gps;Port,=mast\n");
     const auto gps = run({"gps"});
     EXPECT_EQ(gps->wait(), 1);
-    EXPECT_TRUE(says(*gps, "the serial server refuses the port =mast")) << gps->errors();
+    EXPECT_TRUE(says(*gps, "does it know the port =mast?")) << gps->errors();
 }
 
 TEST_F(Station, APortThatIsNoneIsNamed) {
@@ -222,9 +222,7 @@ TEST_F(Station, InstrumentsListsWhoAnnouncedItself) {
     ASSERT_TRUE(ready_);
     configure("gps;DisplayName,Mast\n");
     const auto gps = run({"gps"});
-    ASSERT_TRUE(wait_until([&] {
-        return json::parse(ask({"instruments", "--json"})).size() == 1;
-    }));
+    ASSERT_TRUE(wait_for_daemons(1));
     EXPECT_EQ(json::parse(ask({"instruments", "--json"})),
               json::parse(R"([{"name":"gps","type":"gps","display_name":"Mast","id":"G",
                                "tags":["position"]}])"));
@@ -295,7 +293,7 @@ TEST_F(Station, DaemonsStopThoughAServerHangs) {
     const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.05"});
     for (Process *server : {server_.get(), serial_.get()}) {
         const std::unique_ptr<Process> daemons[] = {run({"gps"}), run({"flow"})};
-        ASSERT_TRUE(wait_for_clients(2));
+        ASSERT_TRUE(wait_for_daemons(2));
         server->signal(SIGSTOP);
         for (const auto &daemon : daemons) {
             daemon->signal(SIGTERM);
