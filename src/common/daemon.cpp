@@ -69,7 +69,7 @@ int parse_command_line(int argc, char **argv, const char *description, Options &
     return -1;
 }
 
-Configuration::Configuration(const Options &options, Missing missing) {
+Configuration::Configuration(const Options &options, Missing missing) : name_(options.name) {
     if (!options.config.empty())
         root_ = load_configuration(options.config);
     else if ((root_ = CONF_get_default()) == nullptr && missing == Missing::allowed)
@@ -100,6 +100,13 @@ double Configuration::number(const char *key, double fallback, double lowest,
     report("the value \"%s\" of %s is not a number%s; using %g", value.c_str(), key,
            *end == '\0' ? " within its limits" : "", fallback);
     return fallback;
+}
+
+void Configuration::provide(const std::string &key, const std::string &value) {
+    if (local_ != nullptr && CONF_lookup(local_, key.c_str()) != nullptr)
+        return;
+    CONF_set(root_, (name_ + ";" + key).c_str(), value.c_str());
+    local_ = CONF_lookup_tree(root_, name_.c_str());
 }
 
 Station::~Station() {

@@ -54,8 +54,12 @@ class Configuration {
     std::string text(const char *key, const std::string &fallback) const;
     double number(const char *key, double fallback, double lowest = -HUGE_VAL,
                   double highest = HUGE_VAL) const;
+    // Gives a key of the daemon's branch this value unless it has one: for what the library reads
+    // itself, from a branch that the file need not have.
+    void provide(const std::string &key, const std::string &value);
 
   private:
+    std::string name_; // of the branch
     CONF_node *root_ = nullptr;
     CONF_node *local_ = nullptr;
 };
@@ -84,6 +88,7 @@ class Station {
 
     ZEBMSG_link *messages() { return &link_.msg_lnk; }
     SERIALCOM_link *line() { return &link_.sc_lnk; }
+    INST_link *link() { return &link_; } // both
 
   private:
     bool wait_for_servers(const std::string &port);
@@ -115,6 +120,7 @@ class Daemon {
     int exit_status() const { return exit_status_; }
     const std::string &name() const { return options_.name; }
     const Configuration &configuration() const { return *configuration_; }
+    Configuration &configuration() { return *configuration_; }
     Station &station() { return *station_; }
     // What the key "Port" says: "=" and the daemon's name unless it is set.
     std::string port() const { return configuration_->text("Port", "=" + options_.name); }

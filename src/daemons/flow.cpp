@@ -1,16 +1,25 @@
 // flow.cpp - the daemon of a flow controller, a pump behind a valve: asks it once a second for what
-// it measures, publishes the answers, and sets its valve when told to. A model for an instrument
-// that answers questions; gps.cpp is the one for an instrument that talks by itself.
+// it measures, publishes and logs the answers, and moves its valve so that the flow stays at a set
+// point. A model for an instrument that answers questions; gps.cpp is the one for an instrument that
+// talks by itself.
 //
 // What another instrument changes is the protocol (flow_protocol.h), the questions
-// (flow_instrument.h), the records (flow_record.h) and, below, what is published and obeyed. How
-// faults are told and how the loop runs can stay.
+// (flow_instrument.h), the records (flow_record.h), the variables and columns (flow_channels.h), the
+// control (flow_control.h) and, below, what is published and obeyed. How faults are told and how the
+// loop runs can stay.
 //
 // Keys of its branch of the configuration (its name, "flow" unless --name says otherwise):
 //   Port         the line, default "=flow": what the serial server's keys Port;flow;... describe
 //   Address      of the instrument, 0 to 99, default 1
 //   Interval     s between readings, 0.05 to 3600, default 1
 //   Timeout      s to wait for an answer, 0.01 to 60, default 0.5
+//   Setpoint     standard l/min to hold from the start; without it the valve is left alone
+//   MaxFlow      standard l/min, the highest set point, default 20
+//   PID;...      the controller, see pid.h
+//   fil;name     name of the log file and of what is logged, default the daemon's
+//   analog;NAME;chan, ;cal   a variable and a column: flow, pressure, temperature, valve, setpoint
+//   output;NAME;chan, ;cal   what other programs set: setpoint
+//   AverageOnContam, AverageOnBypass, IgnoreFlush, SpinupTime, record;..., var;...   see log.h
 //   DisplayName  for people, default "Flow"
 //   ID           one character, default "Q"
 //   Tags         up to eight, separated by ";"
@@ -20,6 +29,8 @@
 #include <cstdio>
 
 #include "daemon.h"
+#include "flow_channels.h"
+#include "flow_control.h"
 #include "flow_instrument.h"
 #include "flow_record.h"
 #include "serverkit/report.h"
@@ -31,7 +42,7 @@ using flow::Outcome;
 constexpr double k_slice = 0.25;           // s that the loop waits at most
 constexpr double k_status_interval = 10.0; // s
 constexpr double k_valve_step = 0.01;      // %, the least that the instrument tells
-constexpr int k_calm = 5;                  // good readings in a row that end a fault
+constexpr int k_calm = 5;                  // readings in a row that begin or end a state
 
 // Tells when a fault begins and when it is over, and nothing between.
 class Health {
@@ -74,13 +85,59 @@ class Health {
     int calm_ = 0;
 };
 
+// Tells when the valve is at its end without reaching the set point, and when that is over. A step
+// of the set point takes it there for a moment, and that is not worth a word.
+class Saturation {
+  public:
+    explicit Saturation(daemon_kit::Station &station) : station_(station) {}
+
+    void note(bool saturated, double setpoint, double flow) {
+        readings_ = saturated == told_ ? 0 : readings_ + 1;
+        if (readings_ < k_calm)
+            return;
+        told_ = saturated;
+        readings_ = 0;
+        if (saturated)
+            station_.tell("the valve is at its end: the flow is %.2f l/min instead of %g", flow,
+                          setpoint);
+        else
+            station_.tell("the valve is within its range again");
+    }
+
+  private:
+    daemon_kit::Station &station_;
+    bool told_ = false;
+    int readings_ = 0; // that say otherwise
+};
+
+// The library's defaults are a controller without gains and limits.
+CONF_node *control_branch(daemon_kit::Configuration &configuration) {
+    const std::pair<const char *, const char *> defaults[] = {
+        {"PID;P", "3"}, {"PID;P;min", "0"}, {"PID;P;max", "100"}, {"PID;I", "2"}};
+    for (const auto &[key, value] : defaults)
+        configuration.provide(key, value);
+    // An integral that asks for more than an open valve only delays the way back.
+    const double gain = configuration.number("PID;P", 3);
+    if (gain > 0) {
+        configuration.provide("PID;I;min", "0");
+        configuration.provide("PID;I;max", std::to_string(100 / gain));
+    }
+    return CONF_lookup_tree(configuration.local(), "PID");
+}
+
 class Controller {
   public:
     explicit Controller(daemon_kit::Daemon &daemon)
         : station_(daemon.station()), name_(daemon.name()),
           interval_(daemon.configuration().number("Interval", 1, 0.05, 3600)),
+          max_flow_(daemon.configuration().number("MaxFlow", 20, 0)),
           instrument_(station_.line(), settings(daemon.configuration())),
-          health_(station_, daemon.port()) {}
+          control_(control_branch(daemon.configuration())), channels_(daemon, set_flow, this),
+          health_(station_, daemon.port()), saturation_(station_) {
+        const double setpoint = daemon.configuration().number("Setpoint", MVC, 0, max_flow_);
+        if (setpoint != MVC)
+            obey({false, MVC, setpoint});
+    }
 
     double seconds_to_go(FTIME now) {
         if (next_ - now > interval_) // the clock was set back
@@ -98,24 +155,24 @@ class Controller {
         if (!station_.wait(0))
             return; // requests fail as well while the daemon stops, or when a server is gone
         health_.note(last_);
+        channels_.take(reading, control_.order().setpoint, instrument_.asked(), failures());
         if (last_ >= Outcome::silent) {
             set_state(flow::State::no_answer);
             identity_ = {}; // what will answer next may be another one
         } else {
             set_state(flow::State::reading);
-            publish(reading, now);
-            move_valve(reading.valve);
+            regulate(reading, now);
             if (identity_.model.empty())
                 identity_ = instrument_.identify();
         }
         publish_status(now);
     }
 
-    // What the message server delivers.
+    // What the message server delivers, beside what the library sees to by itself.
     static void received(ZEBMSG_proc_msg *message, void *self) {
         if (message->msg != nullptr && message->msg->msg == MSG_GENERICPID_SET &&
             message->pds != nullptr)
-            static_cast<Controller *>(self)->obey(
+            static_cast<Controller *>(self)->ordered(
                 *static_cast<NET_GENERICPID_Setpoint *>(message->pds));
     }
 
@@ -131,17 +188,33 @@ class Controller {
                 configuration.number("Timeout", 0.5, 0.01, 60)};
     }
 
+    unsigned failures() const {
+        return instrument_.asked() - instrument_.count(Outcome::answered);
+    }
+
     void set_state(flow::State state) {
         if (state != state_)
             next_status_ = 0;
         state_ = state;
     }
 
+    // From a reading to the valve.
+    void regulate(flow::Reading reading, FTIME now) {
+        // A pause, or a clock that was set, must not be integrated.
+        const double wanted =
+            control_.step(reading, std::clamp(now - last_step_, 0.0, 2 * interval_));
+        last_step_ = now;
+        reading.flow = control_.calibrated(reading.flow);
+        publish(reading, now);
+        saturation_.note(control_.is_saturated(), control_.order().setpoint, reading.flow);
+        move_valve(wanted, reading.valve);
+    }
+
     void publish(const flow::Reading &reading, FTIME now) {
         const NET_TSITMF_Instant meter = flow::to_instant(reading, now);
         ZEBMSG_queue_message(station_.messages(), MSG_TSITMF_INSTANT, 1, nullptr, &meter,
                              sizeof meter, "NET_TSITMF_Instant");
-        const NET_GENERICPID_Instant loop = flow::to_loop(reading, name_, now);
+        const NET_GENERICPID_Instant loop = flow::to_loop(reading, control_.terms(), name_, now);
         ZEBMSG_queue_message(station_.messages(), MSG_GENERICPID_INSTANT, 1, nullptr, &loop,
                              sizeof loop, "NET_GENERICPID_Instant");
     }
@@ -157,47 +230,77 @@ class Controller {
 
     // Retained by the server, so that who comes later knows as well.
     void publish_setpoint() {
-        const NET_GENERICPID_Setpoint setpoint = flow::to_setpoint(wanted_, name_);
+        const NET_GENERICPID_Setpoint setpoint = flow::to_setpoint(control_.order(), name_);
         ZEBMSG_queue_message(station_.messages(), MSG_GENERICPID_SETPOINT, 3, nullptr, &setpoint,
                              sizeof setpoint, "NET_GENERICPID_Setpoint");
     }
 
-    void obey(const NET_GENERICPID_Setpoint &order) {
-        if (!flow::is_for(order, name_))
-            return;
-        if (flow::is_possible(order))
-            wanted_ = order.output;
-        else
-            station_.tell(
-                "an order is refused: the valve takes manual=1 and an output of 0 to 100");
+    // A set point, from a program that sets the output variable.
+    static void set_flow(double value, const char *, void *self) {
+        static_cast<Controller *>(self)->obey({false, MVC, value});
+    }
+
+    void ordered(const NET_GENERICPID_Setpoint &order) {
+        if (flow::is_for(order, name_))
+            obey(flow::to_order(order));
+    }
+
+    void obey(const flow::Order &order) {
+        const flow::Order before = control_.order();
+        if (!flow::is_possible(order, max_flow_))
+            return station_.tell("an order is refused: the valve takes manual=1 and an output of 0 "
+                                 "to 100, the controller a set point of 0 to %g",
+                                 max_flow_);
+        control_.obey(order);
+        if (order.manual) {
+            told_ = false; // once the instrument has agreed
+            if (!before.manual || before.output != order.output)
+                station_.tell("the valve is to stay at %g %%", order.output);
+        } else if (before.manual || before.setpoint != order.setpoint) {
+            station_.tell("the set point is %g l/min", order.setpoint);
+            publish_setpoint();
+        }
     }
 
     // The valve is where somebody left it, and closed after a loss of power: what is wanted is
     // compared with what was read. So an order that did not arrive is given again.
-    void move_valve(double valve) {
-        if (wanted_ == MVC || valve == MVC || std::fabs(valve - wanted_) < k_valve_step)
+    void move_valve(double wanted, double valve) {
+        if (wanted == MVC || valve == MVC)
             return;
+        if (std::fabs(valve - wanted) < k_valve_step)
+            return agreed();
         std::string reason;
-        const Outcome outcome = instrument_.set_valve(wanted_, reason);
+        const Outcome outcome = instrument_.set_valve(wanted, reason);
         if (outcome == Outcome::answered)
-            publish_setpoint();
+            agreed();
         if (outcome != Outcome::refused)
             return;
-        station_.tell("the instrument refuses an output of %g %%: error %s", wanted_,
+        station_.tell("the instrument refuses an output of %g %%: error %s", wanted,
                       serverkit::printable(reason).c_str());
-        wanted_ = MVC;
+        control_.obey({});
+    }
+
+    void agreed() {
+        if (!told_)
+            publish_setpoint();
+        told_ = true;
     }
 
     daemon_kit::Station &station_;
     std::string name_;
     double interval_; // s
+    double max_flow_; // standard l/min
     flow::Instrument instrument_;
+    flow::Control control_;
+    flow::Channels channels_;
     Health health_;
+    Saturation saturation_;
     Outcome last_ = Outcome::silent; // nothing is known of the line yet
     flow::Identity identity_;
     flow::State state_ = flow::State::starting;
-    double wanted_ = MVC; // valve, %
+    bool told_ = true; // an opening that was ordered is known to have been set
     FTIME next_ = 0;
+    FTIME last_step_ = 0;
     FTIME next_status_ = 0;
 };
 
@@ -217,11 +320,11 @@ int run(daemon_kit::Station &station, Controller &controller) {
 
 int main(int argc, char **argv) {
     daemon_kit::Daemon daemon("flow",
-                              "Asks a flow controller what it measures, publishes that on the "
-                              "station's message server, and sets the valve as it is told.");
+                              "Asks a flow controller what it measures, publishes and logs that, "
+                              "and holds the flow at its set point.");
     if (!daemon.start(argc, argv) || !daemon.connect_with_line())
         return daemon.exit_status();
-    daemon.announce("flow", "Flow", "Q");
     Controller controller(daemon);
+    daemon.announce("flow", "Flow", "Q");
     return run(daemon.station(), controller);
 }

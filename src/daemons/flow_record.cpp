@@ -24,22 +24,28 @@ NET_TSITMF_Instant to_instant(const Reading &reading, FTIME time) {
     return record;
 }
 
-NET_GENERICPID_Instant to_loop(const Reading &reading, const std::string &name, FTIME time) {
+NET_GENERICPID_Instant to_loop(const Reading &reading, const Terms &terms, const std::string &name,
+                               FTIME time) {
     auto record = missing<NET_GENERICPID_Instant>("NET_GENERICPID_Instant");
     UTIL_strncpynt(record.name, name.c_str(), sizeof record.name);
     record.time = time;
     record.input = reading.flow;
     record.output = reading.valve;
-    record.manual = TRUE;
+    record.setpoint = terms.setpoint;
+    record.p = terms.p;
+    record.i = terms.i;
+    record.d = terms.d;
+    record.manual = terms.manual;
     record.saturated = reading.valve != MVC && (reading.valve <= 0 || reading.valve >= 100);
     return record;
 }
 
-NET_GENERICPID_Setpoint to_setpoint(double valve, const std::string &name) {
+NET_GENERICPID_Setpoint to_setpoint(const Order &order, const std::string &name) {
     auto record = missing<NET_GENERICPID_Setpoint>("NET_GENERICPID_Setpoint");
     UTIL_strncpynt(record.name, name.c_str(), sizeof record.name);
-    record.manual = TRUE;
-    record.output = valve;
+    record.manual = order.manual;
+    record.output = order.output;
+    record.setpoint = order.setpoint;
     return record;
 }
 
@@ -59,8 +65,10 @@ bool is_for(const NET_GENERICPID_Setpoint &order, const std::string &name) {
     return UTIL_strcasecmp(ordered.c_str(), name.c_str()) == 0;
 }
 
-bool is_possible(const NET_GENERICPID_Setpoint &order) {
-    return order.manual && order.output >= 0 && order.output <= 100 && order.output != MVC;
+Order to_order(const NET_GENERICPID_Setpoint &order) {
+    if (order.manual)
+        return {true, order.output, MVC};
+    return {false, MVC, order.setpoint};
 }
 
 } // namespace flow

@@ -6,6 +6,7 @@
 #include <zeb2/definitions/genericpid.h>
 #include <zeb2/definitions/tsitmf.h>
 
+#include "flow_control.h"
 #include "flow_instrument.h"
 
 namespace flow {
@@ -15,14 +16,14 @@ enum class State { starting = 0, reading = 1, no_answer = 2 };
 
 // The meter.
 NET_TSITMF_Instant to_instant(const Reading &reading, FTIME time);
-// The loop of flow and valve called `name`: its output is held.
-NET_GENERICPID_Instant to_loop(const Reading &reading, const std::string &name, FTIME time);
-NET_GENERICPID_Setpoint to_setpoint(double valve, const std::string &name);
+// The loop of flow and valve called `name`.
+NET_GENERICPID_Instant to_loop(const Reading &reading, const Terms &terms, const std::string &name,
+                               FTIME time);
+NET_GENERICPID_Setpoint to_setpoint(const Order &order, const std::string &name);
 NET_TSITMF_Status to_status(State state, const Identity &identity);
 
 // Whether an order is for the loop called `name`.
 bool is_for(const NET_GENERICPID_Setpoint &order, const std::string &name);
-// Whether it asks for an output that the valve can have.
-bool is_possible(const NET_GENERICPID_Setpoint &order);
+Order to_order(const NET_GENERICPID_Setpoint &order);
 
 } // namespace flow

@@ -1,6 +1,5 @@
 #include "flow_record.h"
 
-#include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -32,14 +31,14 @@ TEST(FlowRecord, WhatWasNotAnsweredIsMissing) {
     EXPECT_EQ(+meter.Q, MVC);
     EXPECT_EQ(+meter.P, MVC);
     EXPECT_EQ(+meter.T, MVC);
-    const auto loop = flow::to_loop(nothing, "flow", 1000);
+    const auto loop = flow::to_loop(nothing, {}, "flow", 1000);
     EXPECT_EQ(+loop.input, MVC);
     EXPECT_EQ(+loop.output, MVC);
     EXPECT_FALSE(loop.saturated);
 }
 
 TEST(FlowRecord, FlowAndValveAreALoopWhoseOutputIsHeld) {
-    const auto record = flow::to_loop({7.5, 811.25, 21.5, 55}, "flow", 1000.5);
+    const auto record = flow::to_loop({7.5, 811.25, 21.5, 55}, {}, "flow", 1000.5);
     EXPECT_EQ(+record.time, 1000.5);
     EXPECT_STREQ(record.name, "flow");
     EXPECT_EQ(+record.input, 7.5);
@@ -51,11 +50,11 @@ TEST(FlowRecord, FlowAndValveAreALoopWhoseOutputIsHeld) {
 
 TEST(FlowRecord, AValveAtItsEndSaturates) {
     for (const auto &[valve, saturated] : {std::pair(0.0, true), {0.01, false}, {100.0, true}})
-        EXPECT_EQ(flow::to_loop({1, 1, 1, valve}, "flow", 0).saturated != 0, saturated) << valve;
+        EXPECT_EQ(flow::to_loop({1, 1, 1, valve}, {}, "flow", 0).saturated != 0, saturated) << valve;
 }
 
 TEST(FlowRecord, TheSetpointTellsTheValveThatIsHeld) {
-    const auto record = flow::to_setpoint(55, "flow");
+    const auto record = flow::to_setpoint({true, 55, MVC}, "flow");
     EXPECT_STREQ(record.name, "flow");
     EXPECT_TRUE(record.manual);
     EXPECT_EQ(+record.output, 55);
@@ -80,10 +79,21 @@ TEST(FlowRecord, AnOrderIsForTheLoopOfItsName) {
     EXPECT_FALSE(flow::is_for(order(std::string(32, 'f'), true, 50), std::string(31, 'f')));
 }
 
-TEST(FlowRecord, AnOrderIsPossibleWhenItHoldsTheValveWithinItsRange) {
-    for (const double valve : {0.0, 50.0, 100.0})
-        EXPECT_TRUE(flow::is_possible(order("flow", true, valve))) << valve;
-    for (const double valve : {-0.01, 100.01, MVC, std::nan(""), HUGE_VAL})
-        EXPECT_FALSE(flow::is_possible(order("flow", true, valve))) << valve;
-    EXPECT_FALSE(flow::is_possible(order("flow", false, 50)));
+TEST(FlowRecord, AnOrderTakesWhatItsModeAsksFor) {
+    auto record = order("flow", true, 50);
+    record.setpoint = 8;
+    EXPECT_EQ(flow::to_order(record).output, 50);
+    EXPECT_EQ(flow::to_order(record).setpoint, MVC);
+    record.manual = FALSE;
+    EXPECT_EQ(flow::to_order(record).output, MVC);
+    EXPECT_EQ(flow::to_order(record).setpoint, 8);
+}
+
+TEST(FlowRecord, ALoopThatRegulatesTellsItsSetpointAndTerms) {
+    const auto record = flow::to_loop({7.5, 811, 21, 55}, {8, 1.5, 53, 0.5, false}, "flow", 0);
+    EXPECT_FALSE(record.manual);
+    EXPECT_EQ(+record.setpoint, 8);
+    EXPECT_EQ(+record.p, 1.5);
+    EXPECT_EQ(+record.i, 53);
+    EXPECT_EQ(+record.d, 0.5);
 }

@@ -1,0 +1,214 @@
+// What the example daemons log, and the flow that follows its set point: variables, averages and log
+// files of real programs under a real message server.
+
+#include "flow_station.h"
+
+#include <csignal>
+#include <filesystem>
+#include <set>
+#include <sstream>
+
+using namespace zeb::test;
+using nlohmann::json;
+
+namespace {
+
+class Logged : public Flow {
+  protected:
+    Logged() {
+        std::filesystem::create_directory(dir_ / "log");
+        keep("");
+    }
+
+    // Gains for an instrument that answers within milliseconds.
+    void keep(const std::string &lines) {
+        configure("Disk;LogDir,log\nDisk;StationID,abc\nflow;Interval,0.05\nflow;Timeout,0.3\n"
+                  "flow;PID;P,1\nflow;PID;I,0.2\n" +
+                  lines);
+    }
+
+    // The log files of a daemon, by name and so by time.
+    std::set<std::string> files(const std::string &daemon) {
+        std::set<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(dir_ / "log"))
+            if (entry.path().filename().string().rfind(daemon + "_", 0) == 0)
+                names.insert(entry.path());
+        return names;
+    }
+    // The lines of all its files that begin so.
+    std::vector<std::string> lines(const std::string &daemon, const std::string &beginning) {
+        std::vector<std::string> found;
+        for (const std::string &name : files(daemon)) {
+            std::istringstream in(read_file(name));
+            for (std::string line; std::getline(in, line);)
+                if (line.rfind(beginning, 0) == 0)
+                    found.push_back(line);
+        }
+        return found;
+    }
+    // Ends an average of at least one reading, and waits for its line.
+    std::string average() {
+        const size_t before = lines("flow", "flowA,").size();
+        EXPECT_EQ(watch("MSG_TSITMF_INSTANT", 2).size(), 2u);
+        ask({"log", "average"});
+        EXPECT_TRUE(wait_until([&] { return lines("flow", "flowA,").size() > before; }));
+        const auto all = lines("flow", "flowA,");
+        return all.empty() ? "" : all.back();
+    }
+    bool flow_reaches(double wanted) {
+        return wait_until([&] {
+            const auto meter = watch("MSG_TSITMF_INSTANT", 1);
+            return meter.size() == 1 && meter[0]["record"]["Q"].is_number() &&
+                   std::abs(meter[0]["record"]["Q"].get<double>() - wanted) < 0.05;
+        });
+    }
+};
+
+// What follows the four columns that every line has.
+std::string columns(const std::string &line) {
+    size_t at = 0;
+    for (int i = 0; i < 4 && at != std::string::npos; ++i)
+        at = line.find(',', at == 0 ? 0 : at + 1);
+    return at == std::string::npos ? "" : line.substr(at + 1);
+}
+
+} // namespace
+
+TEST_F(Logged, FlowsFileHasAHeaderAndLinesOfAveragesAndForTheMonitor) {
+    ASSERT_TRUE(ready_);
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    // 20 (0.35 * 0.5 + 0.65 * 0.25) l/min, 830 - 2.5 * 6.75 hPa; no set point; no flags.
+    EXPECT_EQ(columns(average()), " 813.13,  6.750,999.999, 21.00, 50.00,0000");
+    ask({"log", "monitor"});
+    ASSERT_TRUE(wait_until([&] { return lines("flow", "flowM,ABC,").size() == 1; }));
+    EXPECT_EQ(columns(lines("flow", "flowM,ABC,")[0]).rfind(" 813.13,  6.750,999.999, 21.00, ", 0),
+              0u);
+    ASSERT_EQ(files("flow").size(), 1u);
+    EXPECT_EQ(lines("flow", "!row;colhdr;flowA"),
+              std::vector<std::string>{"!row;colhdr;flowA,flowA;STN;EPOCH;DateTime;P_flow;Q_flow;"
+                                       "Set_flow;T_flow;V_flow;Flags_flow"});
+    EXPECT_EQ(lines("flow", "!row;colhdr;flowM").size(), 1u);
+    daemon->signal(SIGTERM);
+    EXPECT_EQ(daemon->wait(), 0);
+}
+
+TEST_F(Logged, TheConductorGivesTheBeat) {
+    ASSERT_TRUE(ready_);
+    keep("Log;Interval;Average,0.5\nLog;Interval;Monitor,0.5\nLog;Interval;Flush,0\n"
+         "Log;Interval;Switch,0\n");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    const auto conductor = run({"zeblogd"});
+    EXPECT_TRUE(wait_until([&] {
+        return lines("flow", "flowA,").size() >= 3 && lines("flow", "flowM,").size() >= 2;
+    }));
+    EXPECT_EQ(columns(lines("flow", "flowA,")[2]), " 813.13,  6.750,999.999, 21.00, 50.00,0000");
+}
+
+TEST_F(Logged, FlowFollowsTheSetPointThatAVariableGives) {
+    ASSERT_TRUE(ready_);
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_TRUE(flow_reaches(6.75));
+    ask({"io", "set", "Set_flow", "8"});
+    EXPECT_TRUE(says(*daemon, "the set point is 8 l/min"));
+    EXPECT_TRUE(flow_reaches(8));
+    const auto told = watch("MSG_GENERICPID_SETPOINT", 1);
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_EQ(told[0]["record"]["setpoint"], 8.0);
+    EXPECT_EQ(told[0]["record"]["manual"], false);
+    EXPECT_EQ(ask({"io", "get", "set_flow"}).find("8"), 0u);
+    ask({"io", "set", "Set_flow", "4"});
+    EXPECT_TRUE(flow_reaches(4));
+    order({"name=flow", "manual=true", "output=50"});
+    EXPECT_TRUE(flow_reaches(6.75));
+    EXPECT_TRUE(says(*daemon, "the valve is to stay at 50 %"));
+}
+
+TEST_F(Logged, ASetPointOfTheConfigurationHoldsFromTheStart) {
+    ASSERT_TRUE(ready_);
+    keep("flow;Setpoint,5\n");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_TRUE(flow_reaches(5));
+}
+
+TEST_F(Logged, ASetPointOutOfReachIsToldOnceAndWhenItIsOver) {
+    ASSERT_TRUE(ready_);
+    keep("flow;MaxFlow,40\n");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_TRUE(flow_reaches(6.75));
+    ask({"io", "set", "Set_flow", "41"});
+    EXPECT_TRUE(says(*daemon, "an order is refused"));
+    ask({"io", "set", "Set_flow", "30"});
+    EXPECT_TRUE(says(*daemon, "the valve is at its end: the flow is 20.00 l/min instead of 30"));
+    ask({"io", "set", "Set_flow", "5"});
+    EXPECT_TRUE(says(*daemon, "the valve is within its range again"));
+    EXPECT_EQ(occurrences(daemon->errors(), "the valve is at its end"), 1u);
+}
+
+TEST_F(Logged, FlowIsCalibratedBeforeItIsSharedHeldAndLogged) {
+    ASSERT_TRUE(ready_);
+    keep("flow;PID;cal;PV,0;2\nflow;analog;Q_Q1;chan,flow\nflow;analog;Q_Q1;cal,0;2\n");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_TRUE(flow_reaches(13.5));
+    EXPECT_EQ(columns(average()), " 13.500,0000");
+    ask({"io", "set", "Set_flow", "10"});
+    EXPECT_TRUE(flow_reaches(10));
+}
+
+TEST_F(Logged, ContaminationStopsTheAverages) {
+    ASSERT_TRUE(ready_);
+    keep("flow;AverageOnContam,false\n");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_EQ(columns(average()).find(" 813.13,  6.750"), 0u);
+    ask({"send", "MSG_LOG_AVG_CONTAMINATION", "contaminated=true", "flush_until=-1"});
+    average(); // it began with good air
+    EXPECT_EQ(columns(average()).find("9999.99,999.999"), 0u);
+    ask({"send", "MSG_LOG_AVG_CONTAMINATION", "contaminated=false", "flush_until=-1"});
+    EXPECT_EQ(columns(average()).find(" 813.13,  6.750"), 0u);
+}
+
+TEST_F(Logged, ASwitchBeginsANewFileWithAHeader) {
+    ASSERT_TRUE(ready_);
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    average();
+    // Within a second the new file has the old one's name.
+    ASSERT_TRUE(wait_until([&] {
+        ask({"log", "switch"});
+        return files("flow").size() == 2;
+    }));
+    average();
+    const std::string newest = read_file(*files("flow").rbegin());
+    EXPECT_NE(newest.find("!row;colhdr;flowA,"), std::string::npos);
+    EXPECT_NE(newest.find("\nflowA,ABC,"), std::string::npos);
+}
+
+TEST_F(Logged, ADaemonWithoutALogDirectoryMeasuresAndLogsOnceThereIsOne) {
+    ASSERT_TRUE(ready_);
+    std::filesystem::remove(dir_ / "log");
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    EXPECT_TRUE(says(*daemon, "no log file; trying again when files are switched"));
+    EXPECT_TRUE(flow_reaches(6.75));
+    std::filesystem::create_directory(dir_ / "log");
+    ask({"log", "switch"});
+    ASSERT_TRUE(wait_until([&] { return files("flow").size() == 1; }));
+    EXPECT_EQ(columns(average()).find(" 813.13,  6.750"), 0u);
+}
+
+TEST_F(Logged, TheLinesOfADaemonThatLosesItsServerAreInTheFile) {
+    ASSERT_TRUE(ready_);
+    const auto instrument = pump({"--valve", "50"});
+    const auto daemon = run({"flow"});
+    average();
+    server_->signal(SIGTERM);
+    EXPECT_EQ(server_->wait(), 0);
+    EXPECT_EQ(daemon->wait(), 1);
+    EXPECT_EQ(lines("flow", "flowA,").size(), 1u);
+}
