@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # A whole simulated station, live, in a private directory and without root.
-#   --seconds N     how long to watch the traffic (default 12)
+#   --seconds N     how long to watch the traffic (default 18)
 #   --replay FILE   the receiver plays this captured NMEA file at its own pace
 #   --unplug        pull the flow controller's line for 5 seconds meanwhile
 #   --keep          leave the directory with every program's log behind
 #   --no-setup      install nothing
 set -euo pipefail
 
-seconds=12
+seconds=18
 replay=
 unplug=no
 keep=no
@@ -57,7 +57,7 @@ cmake --build --preset release --target station
 bin=$PWD/build/release/bin
 
 station=$(mktemp -d "${TMPDIR:-/tmp}/station.XXXXXX")
-mkdir "$station/etc" "$station/run"
+mkdir "$station/etc" "$station/run" "$station/log"
 export ZEB2=$station ZEB2RUN=$station/run
 pids=()
 stop_all() {
@@ -100,6 +100,12 @@ announced() { "$bin/zebctl" instruments --json | grep -q "\"$1\""; }
     cat etc/zeb.conf
     echo "Port;gps;Device,$station/run/receiver"
     echo "Port;flow;Device,$station/run/pump"
+    echo "Disk;LogDir,log"
+    echo "Disk;StationID,dem"
+    # So that a short run has averages to show.
+    echo "Log;Interval;Average,0:02"
+    echo "Log;Interval;Monitor,0:10"
+    echo "flow;AverageOnContam,false"
 } >"$station/etc/zeb.conf"
 
 start_pump() {
@@ -121,6 +127,10 @@ start zebmsgd "$bin/zebmsgd"
 start zebseriald "$bin/zebseriald"
 wait_for "the message server" "$bin/zebctl" status
 wait_for "the serial server" test -S "$ZEB2RUN/.serialdsocket"
+
+chapter "The conductor of the loggers, which here ends an average every 2 seconds"
+start zeblogd "$bin/zeblogd"
+wait_for "the conductor" announced zeblogd
 
 if [ -n "$replay" ]; then
     chapter "A receiver that plays $(basename "$replay") at its own pace, and its daemon"
@@ -145,21 +155,28 @@ chapter "A third daemon, which finds the first by its tag \"position\" and answe
 start waypoint "$bin/waypoint"
 wait_for "the waypoint daemon" announced waypoint
 
-# What happens while the traffic is watched: an order for the valve and, when asked for, a line that is
-# pulled out and plugged in again.
+# What happens while the traffic is watched: a set point for the flow, bad air and, when asked for, a
+# line that is pulled out and plugged in again.
 meddle() {
     sleep 2
-    "$bin/zebctl" send MSG_GENERICPID_SET name=flow manual=true output=55 2>/dev/null
-    [ $unplug = yes ] || return 0
-    sleep 1
-    pull_pump
+    "$bin/zebctl" io set Set_flow 8
+    if [ $unplug = yes ]; then
+        sleep 1
+        pull_pump
+        sleep 5
+        start_pump
+    else
+        sleep 6
+    fi
+    "$bin/zebctl" send MSG_LOG_AVG_CONTAMINATION contaminated=true flush_until=-1 2>/dev/null
     sleep 5
-    start_pump
+    "$bin/zebctl" send MSG_LOG_AVG_CONTAMINATION contaminated=false flush_until=-1 2>/dev/null
 }
-if [ $unplug = yes ] && [ "$seconds" -lt 12 ]; then
-    seconds=12
+if [ $unplug = yes ] && [ "$seconds" -lt 18 ]; then
+    seconds=18
 fi
-chapter "What passes between them, for $seconds seconds (zebctl watch); after 2 the valve is told to open further"
+chapter "What passes between them, for $seconds seconds (zebctl watch); after 2 the flow is to be 8 l/min"
+echo "From second 8 to 13 the air is said to be contaminated."
 [ $unplug = no ] || echo "After 3 seconds the flow controller's line is pulled, after 8 it is plugged in again."
 "$bin/zebctl" watch --timeout "$seconds" &
 watch=$!
@@ -172,6 +189,18 @@ if [ $unplug = yes ]; then
     grep "line =flow" "$station/flow.log"
 fi
 
+chapter "What the programs share (zebctl io list): the flow has followed its set point"
+"$bin/zebctl" io list --timeout 2.5
+
+chapter "A new log file for each daemon (zebctl log switch), and the one that flow has finished"
+finished=$(ls "$station"/log/flow_* | head -n 1)
+"$bin/zebctl" log switch
+wait_for "a second log file" bash -c "[ \$(ls '$station'/log/flow_* | wc -l) -ge 2 ]"
+(cd "$station/log" && ls)
+grep '^!row' "$finished"
+tail -n 12 "$finished"
+echo "Nines are missing values: contaminated air is not averaged."
+
 chapter "Who is there (zebctl instruments)"
 "$bin/zebctl" instruments
 
@@ -182,8 +211,9 @@ cat <<'END'
 
 What you saw: the serial server owns two lines. The gps daemon read NMEA 0183 sentences from one,
 checked them, and published each instant as a record of the catalogue (NET_GPS_Fixinfo). The flow daemon
-asked the controller on the other for its readings and published them (NET_TSITMF_Instant); it opened the
-valve when a message told it to, and the flow followed. The message server passed everything to every
+asked the controller on the other for its readings and published them (NET_TSITMF_Instant); it moved the
+valve until the flow was at the set point that a variable gave it, and logged averages at the beat of the
+conductor, but not of contaminated air. The message server passed everything to every
 program that wanted it: the waypoint daemon, which answered each fix with the distance and bearing of its
 way point, and zebctl, which unpacked the records by name and printed them.
 END

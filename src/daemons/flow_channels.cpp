@@ -114,7 +114,8 @@ void Channels::define_output(IO_define_real_output_in *in, IO_define_real_output
         g_building->station_.tell("the output %s has no channel: setpoint", in->name);
 }
 
-// A daemon without a log file measures all the same; the next switch of files tries again.
+// A daemon without a log file measures all the same; "zebctl log on" and "zebctl log switch" begin
+// one once the directory is there.
 void Channels::open_log(const daemon_kit::Configuration &configuration) {
     file_.owner = this;
     LOG_init(&file_);
@@ -122,7 +123,7 @@ void Channels::open_log(const daemon_kit::Configuration &configuration) {
     LOG_define_record(&file_, "A", "*", average_record_.get(), configuration.local(), FALSE);
     LOG_define_record(&file_, "M", "*", monitor_record_.data(), configuration.local(), FALSE);
     if (!LOG_open(&file_, configuration.root(), configuration.local(), station_.messages()))
-        station_.tell("no log file; trying again when files are switched");
+        station_.tell("no log file; its directory is missing?");
     LOG_register_link(&file_, station_.messages(), write_monitor, write_average);
 }
 

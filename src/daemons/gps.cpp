@@ -1,9 +1,10 @@
 // gps.cpp - the daemon of a satellite navigation receiver that speaks NMEA 0183: reads its
-// sentences through the serial server, and publishes a NET_GPS_Fixinfo for each instant. A model
-// for an instrument that talks by itself; flow.cpp is the one for an instrument that is asked.
+// sentences through the serial server, and publishes and logs a NET_GPS_Fixinfo for each instant.
+// A model for an instrument that talks by itself; flow.cpp is the one for an instrument that is asked.
 //
 // Keys of its branch of the configuration (its name, "gps" unless --name says otherwise):
 //   Port         the line, default "=gps": what the serial server's keys Port;gps;... describe
+//   fil;name     name of the log file and of what is logged, default the daemon's
 //   DisplayName  for people, default "GPS"
 //   ID           one character, default "G"
 //   Tags         up to eight, separated by ";"
@@ -20,10 +21,63 @@ constexpr double k_quiet = 0.3;            // s of silence that end the sentence
 constexpr double k_retry = 1.0;            // s between attempts on a line that is gone
 constexpr double k_status_interval = 10.0; // s
 
+// The log file: a line for each instant. Nothing is averaged, so that only files change by message.
+class FixLog {
+  public:
+    explicit FixLog(daemon_kit::Daemon &daemon) : link_(daemon.station().link()) {
+        daemon_kit::Configuration &configuration = daemon.configuration();
+        configuration.provide("fil;name", daemon.name());
+        CONF_node *const local = configuration.local();
+        LOG_init(&file_);
+        LOG_define_record(&file_, "S", "*", columns_, local, FALSE);
+        if (!LOG_open(&file_, configuration.root(), local, &link_->msg_lnk))
+            daemon.station().tell("no log file; its directory is missing?");
+        LOG_register_link(&file_, &link_->msg_lnk, nullptr, nullptr);
+    }
+    ~FixLog() { LOG_close(&file_); }
+    FixLog(const FixLog &) = delete;
+    FixLog &operator=(const FixLog &) = delete;
+
+    void write(const NET_GPS_Fixinfo &fix) {
+        latitude_ = fix.lat;
+        longitude_ = fix.lon;
+        altitude_ = fix.alt;
+        speed_ = fix.speed;
+        track_ = fix.track;
+        quality_ = static_cast<DWORD>(fix.quality);
+        satellites_ = static_cast<DWORD>(fix.sats_used);
+        LOG_write(&file_, link_, "S", UTIL_ftime());
+    }
+
+  private:
+    static LOG_map_defn column(const char *name, const char *format, double *value,
+                               const char *description) {
+        return {name, format, nullptr, LVT_DOUBLE, value, nullptr, nullptr, nullptr, description};
+    }
+    static LOG_map_defn column(const char *name, DWORD *value, const char *description) {
+        return {name, "%d", nullptr, LVT_DWORD, value, nullptr, nullptr, nullptr, description};
+    }
+
+    INST_link *link_;
+    LOG_file file_ = {};
+    // Copies: the fields of a packed record are not aligned.
+    double latitude_ = MVC, longitude_ = MVC, altitude_ = MVC, speed_ = MVC, track_ = MVC;
+    DWORD quality_ = 0, satellites_ = 0;
+    const LOG_map_defn columns_[8] = {
+        column("Lat", "* 2.6f", &latitude_, "Latitude (deg, north positive)"),
+        column("Lon", "* 3.6f", &longitude_, "Longitude (deg, east positive)"),
+        column("Alt", "* 5.1f", &altitude_, "Altitude above mean sea level (m)"),
+        column("Speed", "*3.2f", &speed_, "Speed over ground (m/s)"),
+        column("Track", "*3.1f", &track_, "Course over ground (deg)"),
+        column("Quality", &quality_, "0 none, 1 autonomous, 2 differential, -1 unknown"),
+        column("Nsat", &satellites_, "Satellites used, -1 unknown"),
+        {nullptr, nullptr, nullptr, LVT_END, nullptr, nullptr, nullptr, nullptr, nullptr}};
+};
+
 // Sends what the receiver says to whoever listens, and keeps count for the status record.
 class Publisher {
   public:
-    explicit Publisher(ZEBMSG_link *link) : link_(link) {}
+    Publisher(ZEBMSG_link *link, FixLog &log) : link_(link), log_(log) {}
 
     void line(std::string_view text) {
         nmea::Sentence sentence;
@@ -63,6 +117,7 @@ class Publisher {
         const NET_GPS_Fixinfo record = gps::to_record(fix);
         ZEBMSG_queue_message(link_, MSG_GPS_INSTANT, 1, nullptr, &record, sizeof record,
                              "NET_GPS_Fixinfo");
+        log_.write(record);
         ++counts_.instants;
         counts_.fixes += fix.valid ? 1 : 0;
         last_ = fix;
@@ -71,6 +126,7 @@ class Publisher {
     }
 
     ZEBMSG_link *link_;
+    FixLog &log_;
     nmea::FixAssembler assembler_;
     nmea::Fix last_;
     FTIME last_valid_ = -1.0;
@@ -135,8 +191,8 @@ class Receiver {
 // message->msg->msg here and reads the record at message->pds.
 void received(ZEBMSG_proc_msg *, void *) {}
 
-int run(daemon_kit::Station &station, Receiver receiver) {
-    Publisher publisher(station.messages());
+int run(daemon_kit::Station &station, Receiver receiver, FixLog &log) {
+    Publisher publisher(station.messages(), log);
     const auto line = [&](std::string_view text) { publisher.line(text); };
     double pause = 0;
     while (station.wait(pause)) {
@@ -163,6 +219,7 @@ int main(int argc, char **argv) {
         "gps", "Publishes the fixes of an NMEA 0183 receiver on the station's message server.");
     if (!daemon.start(argc, argv) || !daemon.connect_with_line())
         return daemon.exit_status();
+    FixLog log(daemon);
     daemon.announce("gps", "GPS", "G");
-    return run(daemon.station(), Receiver(daemon.station(), daemon.port()));
+    return run(daemon.station(), Receiver(daemon.station(), daemon.port()), log);
 }

@@ -3,6 +3,7 @@
 
 #include "flow_station.h"
 
+#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -194,9 +195,10 @@ TEST_F(Logged, ADaemonWithoutALogDirectoryMeasuresAndLogsOnceThereIsOne) {
     std::filesystem::remove(dir_ / "log");
     const auto instrument = pump({"--valve", "50"});
     const auto daemon = run({"flow"});
-    EXPECT_TRUE(says(*daemon, "no log file; trying again when files are switched"));
+    EXPECT_TRUE(says(*daemon, "no log file; its directory is missing?"));
     EXPECT_TRUE(flow_reaches(6.75));
     std::filesystem::create_directory(dir_ / "log");
+    ask({"log", "on"});
     ask({"log", "switch"});
     ASSERT_TRUE(wait_until([&] { return files("flow").size() == 1; }));
     EXPECT_EQ(columns(average()).find(" 813.13,  6.750"), 0u);
@@ -211,4 +213,18 @@ TEST_F(Logged, TheLinesOfADaemonThatLosesItsServerAreInTheFile) {
     EXPECT_EQ(server_->wait(), 0);
     EXPECT_EQ(daemon->wait(), 1);
     EXPECT_EQ(lines("flow", "flowA,").size(), 1u);
+}
+
+TEST_F(Logged, GpsWritesALineForEachInstant) {
+    ASSERT_TRUE(ready_);
+    const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1",
+                               "--latitude", "40", "--longitude", "-105", "--radius", "1000"});
+    const auto daemon = run({"gps"});
+    ASSERT_TRUE(wait_until([&] { return lines("gps", "gpsS,ABC,").size() >= 2; }));
+    const std::string line = columns(lines("gps", "gpsS,ABC,")[0]);
+    EXPECT_NEAR(std::stod(line), 40, 0.01) << line;
+    EXPECT_NEAR(std::stod(line.substr(line.find(',') + 1)), -105, 0.02) << line;
+    EXPECT_EQ(lines("gps", "!row;colhdr;gpsS"),
+              std::vector<std::string>{"!row;colhdr;gpsS,gpsS;STN;EPOCH;DateTime;Lat_gps;Lon_gps;"
+                                       "Alt_gps;Speed_gps;Track_gps;Quality_gps;Nsat_gps"});
 }
