@@ -23,6 +23,7 @@ void add_describe(CLI::App &app, Run &run);
 void add_serial(CLI::App &app, Run &run);
 void add_io(CLI::App &app, Run &run);
 void add_log(CLI::App &app, Run &run);
+void add_logfile(CLI::App &app, Run &run);
 void add_monitor(CLI::App &app, Run &run);
 void add_conf(CLI::App &app, Run &run);
 

@@ -21,6 +21,7 @@ int main(int argc, char **argv) {
     zebctl::add_serial(app, run);
     zebctl::add_io(app, run);
     zebctl::add_log(app, run);
+    zebctl::add_logfile(app, run);
     zebctl::add_monitor(app, run);
     zebctl::add_conf(app, run);
     try {
