@@ -115,7 +115,7 @@ std::string plot_text(const LogColumn &column, const PlotBins &series, const Log
     const Scale scale = scale_of(series);
     std::vector<std::string> labels(rows);
     labels[0] = figure(scale.high);
-    labels[rows / 2] = figure(scale.low / 2 + scale.high / 2);
+    labels[(rows - 1) / 2] = figure(scale.low / 2 + scale.high / 2);
     labels[rows - 1] = figure(scale.low);
     size_t margin = 0;
     for (const std::string &label : labels)
