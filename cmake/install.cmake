@@ -38,6 +38,7 @@ install(FILES ${generated}/zeb2Config.cmake ${generated}/zeb2ConfigVersion.cmake
   ${PROJECT_SOURCE_DIR}/cmake/zeb_add_catalogue.cmake
   DESTINATION ${ZEB2_INSTALL_CMAKE} COMPONENT libzeb2-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/first_daemon
+  ${PROJECT_SOURCE_DIR}/examples/first_driver
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libzeb2-dev)
 install(FILES ${generated}/zeb2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT libzeb2-dev)
