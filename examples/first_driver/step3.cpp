@@ -96,13 +96,14 @@ bool open_log(CONF_node *root, CONF_node *local) {
     return true;
 }
 
-// Tells when the instrument falls silent and when it is back, and nothing between.
+// Tells when the instrument falls silent and when it is back; a single damaged answer is neither.
 void note(bool answers) {
-    static bool answered = true;
-    if (answers == answered)
+    static int failed = 0; // readings in a row
+    const bool told = failed >= 3;
+    failed = answers ? 0 : failed + 1;
+    if ((failed >= 3) == told)
         return;
-    answered = answers;
-    const char *text = answers ? "the instrument answers again" : "the instrument does not answer";
+    const char *text = told ? "the instrument answers again" : "the instrument does not answer";
     fprintf(stderr, "%s%s\n", g_dbg_msg_title, text);
     ZEBMSG_writemonitor(&station.msg_lnk, 0, UTIL_ftime(), "%s", text);
 }

@@ -34,20 +34,18 @@ start step1 "$work/build/step1"
 wait_for "an answer to step 1" grep '^>01F[0-9.]*\*' "$work/step1.log"
 stop_latest "step 1"
 
-reading() { # the latest values of both of two readings are near what the simulator has
-    "$zebctl" watch --json --type MSG_TSITMF_INSTANT --from pump --count 2 --timeout 20 \
-        >"$work/$1.json" 2>"$work/watch.log" || fail "nothing came from $1"
-    [ "$(grep -c '"P":8[0-9][0-9]\..*"Q":4\..*"T":2[01]\.' "$work/$1.json")" = 2 ] ||
-        fail "not two readings: $(cat "$work/$1.json")"
+reading() { # one is near what the simulator has
+    "$zebctl" watch --json --type MSG_TSITMF_INSTANT --from pump --count 1 --timeout 20 \
+        2>"$work/watch.log" | grep '"P":8[0-9][0-9]\..*"Q":4\..*"T":2[01]\.'
 }
 start step2 "$work/build/step2"
 wait_for "the announcement of step 2" announced pump
-reading step2
+wait_for "a reading of step 2" reading
 stop_latest "step 2"
 
 start step3 "$work/build/step3"
 driver=${pids%% *}
-reading step3
+wait_for "a reading of step 3" reading
 logged() { cat "$ZEB2"/log/Q11_*; }
 averaged() {
     "$zebctl" log average --to pump
@@ -67,5 +65,6 @@ wait_for "the complaint" grep 'the instrument does not answer' "$work/step3.log"
 start sim "$(installed zeb-flow-sim)" --link "$ZEB2/line" --valve 40
 wait_for "the end of the complaint" grep 'the instrument answers again' "$work/step3.log"
 kill "$zebmsgd_pid"
-wait "$driver" && fail "the driver did not tell that its server is gone"
-[ ! -e /proc/"$driver" ] || fail "the driver goes on without its server"
+status=0
+wait "$driver" || status=$?
+[ $status = 1 ] || fail "without its server the driver ended with status $status"
