@@ -34,7 +34,7 @@ constexpr SERIALD_port_params k_assumed_port = {9600, 8, 0, 1, 0};
 constexpr pthread_mutex_t k_plain_mutex = PTHREAD_MUTEX_INITIALIZER;
 constexpr pthread_cond_t k_plain_cond = PTHREAD_COND_INITIALIZER;
 
-// ---- Port specifications ----
+// ---- Port strings ----
 
 constexpr char k_blanks[] = " \t\n\r";
 constexpr char k_name_ends[] = ": \t\n\r";

@@ -172,7 +172,7 @@ typedef struct SERIALCOM_recv_param {
     BOOL stat;      /* FALSE once the link was lost meanwhile */
 } SERIALCOM_recv_param;
 
-/* Takes a port specification apart.
+/* Takes a port string apart.
  * str: not null; one of
  *     =NAME          "=" and at least one character: the name as it stands, "=" included; the
  *                    settings stay zero, the server knows them

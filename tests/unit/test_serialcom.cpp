@@ -11,23 +11,23 @@ using testing::Not;
 
 namespace {
 
-// ---- Port specifications ----
+// ---- Port strings ----
 
-struct Specification {
+struct PortString {
     BOOL result;
     SERIALD_connect_params name;
     SERIALD_port_params port;
 };
 
-Specification break_down(const std::string &text) {
-    Specification s;
+PortString break_down(const std::string &text) {
+    PortString s;
     memset(&s, 0xA5, sizeof s);
     s.result = SERIALCOM_breakdown_port_string(text.c_str(), &s.name, &s.port);
     return s;
 }
 
-TEST(SerialcomPort, ASpecificationGivesNameAndSettings) {
-    const Specification s = break_down("ttyS0:9600n81");
+TEST(SerialcomPort, APortStringGivesNameAndSettings) {
+    const PortString s = break_down("ttyS0:9600n81");
     EXPECT_TRUE(s.result);
     EXPECT_STREQ(s.name.port_name, "ttyS0");
     EXPECT_EQ(s.port.baud, 9600U);
@@ -38,7 +38,7 @@ TEST(SerialcomPort, ASpecificationGivesNameAndSettings) {
 }
 
 TEST(SerialcomPort, AnEqualsSignKeepsTheNameAsItStandsAndGivesZeroParameters) {
-    const Specification s = break_down("=/dev/ttyUSB0");
+    const PortString s = break_down("=/dev/ttyUSB0");
     EXPECT_TRUE(s.result);
     EXPECT_STREQ(s.name.port_name, "=/dev/ttyUSB0");
     const SERIALD_port_params zero = {};
@@ -46,7 +46,7 @@ TEST(SerialcomPort, AnEqualsSignKeepsTheNameAsItStandsAndGivesZeroParameters) {
     EXPECT_STREQ(break_down("=a b:9600n81").name.port_name, "=a b:9600n81");
 }
 
-TEST(SerialcomPort, ALoneEqualsSignIsANormalSpecificationAndFails) {
+TEST(SerialcomPort, ALoneEqualsSignIsANormalPortStringAndFails) {
     EXPECT_FALSE(break_down("=").result);
 }
 
@@ -59,7 +59,7 @@ TEST(SerialcomPort, ZeroBaudFails) {
 }
 
 TEST(SerialcomPort, AnUnknownParityLetterMeansNone) {
-    const Specification s = break_down("ttyS0:9600x81");
+    const PortString s = break_down("ttyS0:9600x81");
     EXPECT_TRUE(s.result);
     EXPECT_EQ(s.port.parity, 0);
     EXPECT_EQ(s.port.bits, 8);
@@ -81,7 +81,7 @@ TEST(SerialcomPort, ParityLettersAreTakenInEitherCase) {
 
 TEST(SerialcomPort, TheNameEndsAtAColonBlankTabOrLineEnd) {
     for (const char *end : {":", " ", "\t", "\n", "\r"}) {
-        const Specification s = break_down(std::string("ttyS0") + end + "9600n81");
+        const PortString s = break_down(std::string("ttyS0") + end + "9600n81");
         EXPECT_TRUE(s.result);
         EXPECT_STREQ(s.name.port_name, "ttyS0");
     }
@@ -101,7 +101,7 @@ TEST(SerialcomPort, BlanksMayStandBeforeTheNumber) {
 
 TEST(SerialcomPort, WithoutDigitsForBitsAndStopBitsItFails) {
     for (const char *text : {"p:9600n", "p:9600nx1", "p:9600n8", "p:9600n8x"}) {
-        const Specification s = break_down(text);
+        const PortString s = break_down(text);
         EXPECT_FALSE(s.result) << text;
         EXPECT_EQ(s.port.baud, 0U) << text;
     }
