@@ -123,6 +123,9 @@ void close_device(Device &device) {
     // The system would otherwise hold the closing process for as long as the line takes.
     if (unsent(device.fd.get()) > 0)
         tcflush(device.fd.get(), TCOFLUSH);
+    // The mark would stay on the line for as long as anybody else has it open.
+    if (!device.pseudo)
+        ioctl(device.fd.get(), TIOCNXCL);
     device.fd.reset();
 }
 
