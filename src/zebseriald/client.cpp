@@ -1,6 +1,7 @@
 #include "client.h"
 
 #include <cerrno>
+#include <new>
 
 namespace zebseriald {
 
@@ -11,8 +12,16 @@ void Client::read_some(char *scratch, size_t scratch_size, double now) {
         receive(record, now);
         return doom == nullptr;
     };
-    after(serverkit::receive(fd.get(), in, scratch, scratch_size, sink, bytes_),
-          "reading from it failed");
+    const uint64_t before = bytes_;
+    try {
+        after(serverkit::receive(fd.get(), in, scratch, scratch_size, sink, bytes_),
+              "reading from it failed");
+    } catch (const std::bad_alloc &) { // its stream is no longer in step
+        end("memory is short for what it sends");
+    }
+    // A long request may be on its way for a while; a handshake may not.
+    if (bytes_ > before && port() != nullptr)
+        last_heard = now;
     if (in.garbage() > 0 && !reported_garbage_) {
         reported_garbage_ = true;
         complain(now, "it sends bytes that are no packet; they are skipped");

@@ -13,7 +13,7 @@ struct Client : Dialogue {
         last_heard = now;
     }
 
-    // Reads once and takes the records.
+    // Reads once and takes the records. Short memory ends the client.
     void read_some(char *scratch, size_t scratch_size, double now);
     // Sends what the socket takes.
     void flush();

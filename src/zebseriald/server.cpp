@@ -132,13 +132,8 @@ void Server::serve_client(int fd) {
         return;
     Client &client = *found->second;
     touch(client); // there may be room for more of its queue
-    if (client.doom != nullptr)
-        return;
-    try {
+    if (client.doom == nullptr)
         client.read_some(scratch_.get(), k_scratch, now_);
-    } catch (const std::bad_alloc &) { // its stream is no longer in step
-        client.end("memory is short for what it sends");
-    }
 }
 
 void Server::serve_port(int fd, uint32_t events) {

@@ -151,6 +151,38 @@ TEST_F(Zebseriald, ASilentClientIsDroppedAndOneThatBeatsIsNot) {
     EXPECT_EQ(alive.answer(), "success x\n");
 }
 
+TEST_F(Zebseriald, AClientWhoseLongRequestComesSlowlyIsNotSilent) {
+    start("Serial;Heartbeat;Timeout,0.5\n");
+    Peer slow = opened();
+    Peer silent = opened();
+    const std::string block(10000, 'x');
+    const std::string packet = framed(record_of({k_write, -1, -1, block}));
+    size_t sent = 0;
+    EXPECT_TRUE(wait_until([&] {
+        slow.send_raw(packet.substr(sent++, 1));
+        pollfd wait{silent.fd(), POLLIN, 0};
+        return poll(&wait, 1, 10) > 0;
+    }));
+    EXPECT_TRUE(silent.sees_end());
+    EXPECT_TRUE(slow.send_raw(packet.substr(sent)));
+    EXPECT_EQ(slow.answer(), "success");
+    EXPECT_EQ(terminal.receive(block.size()).size(), block.size());
+}
+
+TEST_F(Zebseriald, AHandshakeThatComesSlowlyIsStillTooLate) {
+    start("Serial;Handshake;Timeout,0.3\n");
+    Peer peer = connect();
+    const std::string packet = framed(padded("=" + terminal.path(), 256));
+    size_t sent = 0;
+    EXPECT_TRUE(wait_until([&] {
+        peer.send_raw(packet.substr(std::min(sent++, packet.size() - 2), 1));
+        pollfd wait{peer.fd(), POLLIN, 0};
+        return poll(&wait, 1, 10) > 0;
+    }));
+    EXPECT_TRUE(peer.sees_end());
+    EXPECT_TRUE(says("it made no handshake in time"));
+}
+
 TEST_F(Zebseriald, ClosingTheLinkEndsWhatWaitsAndTheLink) {
     start();
     Peer peer = opened();
