@@ -306,7 +306,8 @@ typedef struct LOG_message_proc_param {
  *   MSG_LOG_MONITOR_RECORD  wr_mon at its time, as a timed event (EVENTAT_run)
  *   MSG_LOG_NEW_AVERAGE     wr_avg likewise
  * A request for monitor or average lines that comes while one of its kind is due is dropped; the
- * timed events of all log files of the process count. Messages without a record are ignored.
+ * timed events of all log files of the process count. Messages without a record are ignored, and
+ * requests for a time that is -1.0 or not finite.
  * f: not null; must outlive the link's delivery. lnk: not null, connected. wr_mon, wr_avg: null
  * ignores the message. Threads: at set-up, as ZEBMSG_register_library_msg_proc. */
 ZEB_API void LOG_register_link(LOG_file *f, ZEBMSG_link *lnk, LOG_write_record wr_mon,

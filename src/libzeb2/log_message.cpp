@@ -29,9 +29,12 @@ void pending_average(EVENTAT_params *p, EVENTAT_action *, void *param) {
     registered->wr_avg(registered->pf, p->sched_time);
 }
 
-// An infinite time would never come, and keep every other from coming.
+constexpr FTIME k_no_time = -1.0; // also marks an event that is running, which nobody finds
+
+// An infinite time would never come, and keep every other from coming; an event at no time could
+// not be forgotten with its file.
 void schedule(FTIME at, EVENTAT_callback cb, const LOG_message_proc_param *param) {
-    if (std::isfinite(at) &&
+    if (std::isfinite(at) && at != k_no_time &&
         EVENTAT_findnext(EVENTAT_match_callback, reinterpret_cast<void *>(cb)) == nullptr)
         EVENTAT_add(at, cb, param, sizeof *param);
 }

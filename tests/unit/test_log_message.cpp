@@ -209,6 +209,17 @@ TEST_F(LogMessages, ATimeThatNeverComesKeepsNoOtherFromComing) {
     EXPECT_THAT(g_written, ElementsAre(std::pair('m', 1000.0)));
 }
 
+TEST_F(LogMessages, ARequestForNoTimeIsIgnoredAndDoesNotOutliveTheFile) {
+    register_link();
+    send_monitor(-1.0);
+    send_average(-1.0);
+    process(2);
+    LOG_close(&f);
+    EVENTAT_run(2000);
+    EXPECT_THAT(g_written, IsEmpty());
+    LOG_init(&f);
+}
+
 TEST_F(LogMessages, ClosingForgetsTheLinesThatAreStillDue) {
     register_link();
     send_monitor(1000);
