@@ -37,9 +37,12 @@ bool Watch::open() {
 
 bool Watch::add(int fd, uint32_t kind, uint32_t events) {
     epoll_event event = event_for(fd, kind, events);
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) == 0)
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) == 0) {
+        fault_.over();
         return true;
-    report_errno("cannot watch a descriptor");
+    }
+    if (fault_.occurred())
+        report_errno("cannot watch a descriptor");
     return false;
 }
 

@@ -18,8 +18,9 @@ double monotonic();
 // Watched descriptors, each with a number of the server's that says what it is.
 class Watch {
   public:
-    bool open();                                      // false when it fails (reported)
-    bool add(int fd, uint32_t kind, uint32_t events); // likewise
+    bool open(); // false when it fails (reported)
+    // Likewise, with one line until it works again.
+    bool add(int fd, uint32_t kind, uint32_t events);
     bool change(int fd, uint32_t kind, uint32_t events);
     void remove(int fd);
     // Waits for at most `seconds`; the number of events, negative when the loop itself failed
@@ -35,6 +36,7 @@ class Watch {
 
   private:
     UniqueFd epoll_;
+    Fault fault_; // of add(), which may be tried again and again
 };
 
 // A descriptor that becomes readable with SIGINT and SIGTERM, which are blocked from then on;

@@ -16,6 +16,15 @@ constexpr size_t k_newcomers = 32; // connections without a handshake, beside th
 constexpr int k_accepts = 64;      // per cycle
 constexpr double k_accept_pause = 1;
 constexpr double k_drain = 1; // for what the ports still have to send when the server stops
+constexpr double k_deaf = 1;  // until a descriptor that cannot be watched is tried again
+
+uint32_t wanted(const Port &port) {
+    return port.queued() > 0 ? EPOLLIN | EPOLLOUT : EPOLLIN;
+}
+
+uint32_t wanted(const Client &client) {
+    return client.out.empty() ? EPOLLIN : EPOLLIN | EPOLLOUT;
+}
 
 } // namespace
 
@@ -27,8 +36,7 @@ Server::Server(const Config &config)
     ports_.on_stir = [this](Port &port) { stirred_.push_back(&port); };
     ports_.on_open = [this](Port &port) {
         port_of_[port.fd()] = &port;
-        if (watch(port.fd(), Kind::port, EPOLLIN))
-            port.interest = EPOLLIN;
+        listen_for(port.fd(), Kind::port, EPOLLIN, port.interest);
     };
     ports_.on_close = [this](Port &port) {
         std::erase(stirred_, &port);
@@ -38,6 +46,18 @@ Server::Server(const Config &config)
 
 bool Server::watch(int fd, Kind kind, uint32_t events) {
     return watch_.add(fd, static_cast<uint32_t>(kind), events);
+}
+
+// Lets the loop report what is wanted; what fails is tried again by check_deaf().
+void Server::listen_for(int fd, Kind kind, uint32_t events, uint32_t &interest) {
+    if (events == interest)
+        return;
+    const bool done = interest == 0 ? watch(fd, kind, events)
+                                    : watch_.change(fd, static_cast<uint32_t>(kind), events);
+    if (done)
+        interest = events;
+    else
+        wake_at(now_ + k_deaf);
 }
 
 bool Server::open() {
@@ -178,10 +198,8 @@ void Server::settle_port(Port &port) {
     }
     if (!port.present() || port.users().empty())
         wake_at(std::max(port.retry_at, now_));
-    const uint32_t wanted = port.queued() > 0 ? EPOLLIN | EPOLLOUT : EPOLLIN;
-    if (port.present() && wanted != port.interest &&
-        watch_.change(port.fd(), static_cast<uint32_t>(Kind::port), wanted))
-        port.interest = wanted;
+    if (port.present())
+        listen_for(port.fd(), Kind::port, wanted(port), port.interest);
 }
 
 void Server::settle_client(Client &client) {
@@ -190,10 +208,7 @@ void Server::settle_client(Client &client) {
         return close_client(client);
     wake_at(client.due());
     wake_at(patience(client));
-    const uint32_t wanted = client.out.empty() ? EPOLLIN : EPOLLIN | EPOLLOUT;
-    if (wanted != client.interest &&
-        watch_.change(client.fd.get(), static_cast<uint32_t>(Kind::client), wanted))
-        client.interest = wanted;
+    listen_for(client.fd.get(), Kind::client, wanted(client), client.interest);
 }
 
 void Server::close_client(Client &client) {
@@ -219,19 +234,34 @@ void Server::run_timers() {
     if (now_ < next_check_)
         return;
     next_check_ = k_no_limit;
-    if (resume_at_ != 0 && now_ >= resume_at_ && stop_deadline_ == 0) {
-        resume_at_ = 0;
-        watch(listener_->fd(), Kind::listener, EPOLLIN);
-    } else if (resume_at_ != 0) {
-        wake_at(resume_at_);
-    }
+    resume_accepting();
     check_clients();
     ports_.run_timers(now_);
     settle();
+    check_deaf();
     if (!ports_.empty())
         wake_at(std::max(ports_.due(), now_ + 0.01));
     if (stop_deadline_ != 0)
         wake_at(stop_deadline_);
+}
+
+void Server::resume_accepting() {
+    if (resume_at_ == 0 || stop_deadline_ != 0)
+        return;
+    if (now_ >= resume_at_) {
+        const bool listening = watch(listener_->fd(), Kind::listener, EPOLLIN);
+        resume_at_ = listening ? 0 : now_ + k_accept_pause;
+    }
+    if (resume_at_ != 0)
+        wake_at(resume_at_);
+}
+
+void Server::check_deaf() {
+    for (auto &[fd, port] : port_of_)
+        if (port->fd() == fd)
+            listen_for(fd, Kind::port, wanted(*port), port->interest);
+    for (auto &[fd, client] : clients_)
+        listen_for(fd, Kind::client, wanted(*client), client->interest);
 }
 
 void Server::check_clients() {

@@ -26,6 +26,7 @@ class Server {
     enum class Kind : uint32_t { signal, listener, client, port };
 
     bool watch(int fd, Kind kind, uint32_t events);
+    void listen_for(int fd, Kind kind, uint32_t events, uint32_t &interest);
     void dispatch(Kind kind, int fd, uint32_t events);
     void accept_all();
     void admit(serverkit::UniqueFd fd);
@@ -39,7 +40,9 @@ class Server {
     void close_client(Client &client);
 
     void run_timers();
+    void resume_accepting();
     void check_clients();
+    void check_deaf();
     void end_silent(Client &client);
     void wake_at(double when) { next_check_ = std::min(next_check_, when); }
     double patience(const Client &client) const;
