@@ -191,16 +191,22 @@ bool Port::resize(size_t buffer, size_t echo, std::string &why) {
 
 bool Port::add_repeater(const std::string &name, unsigned char mode, bool by_line,
                         const std::string &directory, std::string &why) {
+    // Looked at first: opening makes the file.
+    if (!has_repeater(name) && repeaters_.size() >= limits_.repeaters) {
+        why = "the port has " + std::to_string(repeaters_.size()) + " already";
+        return false;
+    }
     auto repeater = Repeater::open(name, mode, by_line, directory, why);
     if (!repeater)
         return false;
     remove_repeater(name);
-    if (repeaters_.size() >= limits_.repeaters) {
-        why = "the port has " + std::to_string(repeaters_.size()) + " already";
-        return false;
-    }
     repeaters_.push_back(std::move(*repeater));
     return true;
+}
+
+bool Port::has_repeater(const std::string &name) const {
+    return std::any_of(repeaters_.begin(), repeaters_.end(),
+                       [&](const Repeater &r) { return r.name() == name; });
 }
 
 bool Port::remove_repeater(const std::string &name) {

@@ -98,6 +98,7 @@ class Port {
     void lose(const char *why, double now);
     void say(double now, const std::string &what);
     void discard_output();
+    bool has_repeater(const std::string &name) const;
     void repeat(Direction direction, std::string_view bytes, double now);
 
     Target target_;
