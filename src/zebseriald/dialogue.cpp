@@ -334,7 +334,8 @@ void Dialogue::begin_add_repeater(double now) {
     const auto name = text_of(record.filename);
     std::string why = "its name has no end";
     const bool added = name && port_->add_repeater(*name, record.mode, record.line_buffer != FALSE,
-                                                   around_.repeater_directory, why);
+                                                   around_.repeater_directory,
+                                                   around_.complaints, why);
     if (!added)
         complain(now, "repeater \"" + printable(name.value_or(""), 255) + "\" refused: " + why);
     finish(added);

@@ -190,13 +190,14 @@ bool Port::resize(size_t buffer, size_t echo, std::string &why) {
 }
 
 bool Port::add_repeater(const std::string &name, unsigned char mode, bool by_line,
-                        const std::string &directory, std::string &why) {
+                        const std::string &directory, serverkit::Complaints &complaints,
+                        std::string &why) {
     // Looked at first: opening makes the file.
     if (!has_repeater(name) && repeaters_.size() >= limits_.repeaters) {
         why = "the port has " + std::to_string(repeaters_.size()) + " already";
         return false;
     }
-    auto repeater = Repeater::open(name, mode, by_line, directory, why);
+    auto repeater = Repeater::open(name, mode, by_line, directory, complaints, why);
     if (!repeater)
         return false;
     remove_repeater(name);

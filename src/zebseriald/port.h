@@ -61,7 +61,8 @@ class Port {
     // --- settings of the server's side ---
     bool resize(size_t buffer, size_t echo, std::string &why); // 0: as it is
     bool add_repeater(const std::string &name, unsigned char mode, bool by_line,
-                      const std::string &directory, std::string &why);
+                      const std::string &directory, serverkit::Complaints &complaints,
+                      std::string &why);
     bool remove_repeater(const std::string &name);
 
     // --- who uses it ---

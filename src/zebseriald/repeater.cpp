@@ -82,7 +82,8 @@ bool is_plain(const std::string &name) {
 } // namespace
 
 std::optional<Repeater> Repeater::open(const std::string &name, unsigned char mode, bool by_line,
-                                       const std::string &directory, std::string &why) {
+                                       const std::string &directory,
+                                       serverkit::Complaints &complaints, std::string &why) {
     if (mode == 0 || mode > k_modes) {
         why = "mode " + std::to_string(mode) + " is not 1, 2 or 3";
         return std::nullopt;
@@ -101,7 +102,7 @@ std::optional<Repeater> Repeater::open(const std::string &name, unsigned char mo
     }
     if (!fd)
         return std::nullopt;
-    return Repeater(std::move(fd), name, mode, by_line);
+    return Repeater(std::move(fd), name, mode, by_line, complaints);
 }
 
 void Repeater::write(Direction direction, std::string_view bytes, double now) {
@@ -142,7 +143,7 @@ void Repeater::put(std::string_view bytes, double now) {
 }
 
 void Repeater::say(double now, const std::string &what) {
-    lines_.about(now, "repeater \"" + printable(name_, 255) + "\"", what);
+    complaints_->about(now, "repeater \"" + printable(name_, 255) + "\"", what);
 }
 
 } // namespace zebseriald

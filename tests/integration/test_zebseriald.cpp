@@ -548,4 +548,22 @@ TEST_F(Zebseriald, APipeThatNobodyReadsHoldsNothingUp) {
     EXPECT_EQ(count_lines("it misses what comes"), 1);
 }
 
+TEST_F(Zebseriald, AFullPipeThatIsAddedOverAndOverWritesFewLines) {
+    ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+    const int pipe = ::open((dir / "pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (write(pipe, "x", 1) == 1)
+        ;
+    start(repeaters());
+    for (int i = 0; i < 10; ++i) {
+        Peer peer = opened(); // its port goes with it
+        for (int j = 0; j < 20; ++j) {
+            EXPECT_EQ(peer.ask(add_repeater("pipe", 2, false)), "success");
+            EXPECT_EQ(peer.ask({k_write, -1, -1, "x"}), "success");
+        }
+    }
+    close(pipe);
+    EXPECT_GE(count_lines("it misses what comes"), 1);
+    EXPECT_LE(count_lines("\n"), 31);
+}
+
 } // namespace

@@ -23,7 +23,7 @@ struct PortTest : testing::Test {
     std::string why;
 
     bool add(Port &port, const std::string &name, unsigned char mode) {
-        return port.add_repeater(name, mode, false, dir.path(), why);
+        return port.add_repeater(name, mode, false, dir.path(), complaints, why);
     }
     bool exists(const std::string &name) const { return access((dir / name).c_str(), F_OK) == 0; }
     std::string content(const std::string &name) const { return read_file(dir / name); }

@@ -18,11 +18,12 @@ namespace {
 class RepeaterTest : public testing::Test {
   protected:
     TempDir dir;
+    serverkit::Complaints complaints;
     std::string why;
 
     std::optional<Repeater> make(const std::string &name, unsigned char mode = 3,
                                  bool by_line = false) {
-        return Repeater::open(name, mode, by_line, dir.path(), why);
+        return Repeater::open(name, mode, by_line, dir.path(), complaints, why);
     }
     static void write(std::optional<Repeater> &repeater, Direction direction,
                       std::string_view bytes) {
