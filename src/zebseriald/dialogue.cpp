@@ -131,7 +131,10 @@ void Dialogue::handshake(std::string_view record, double now) {
     answer(SERIALD_RESP_SUCCESS);
 }
 
+// What waits knows positions of the port that it leaves.
 void Dialogue::move_to(Port &port) {
+    if (active_)
+        finish(false);
     port_ = &port;
     position_ = port.input().end();
     echo_position_ = port.echo().end();
