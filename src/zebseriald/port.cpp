@@ -232,6 +232,22 @@ void Port::detach(Dialogue &dialogue) {
     claim(dialogue, false);
 }
 
+void Port::adopt(Port &from, double now) {
+    if (exclusive_ == nullptr)
+        exclusive_ = from.exclusive_;
+    from.exclusive_ = nullptr;
+    for (const Repeater &repeater : from.repeaters_)
+        remove_repeater(repeater.name());
+    repeaters_.splice(repeaters_.end(), from.repeaters_);
+    while (repeaters_.size() > limits_.repeaters) {
+        say(now, "repeater \"" + serverkit::printable(repeaters_.back().name(), 255) +
+                     "\" has ended: the port has " + std::to_string(limits_.repeaters) +
+                     " already");
+        repeaters_.pop_back();
+    }
+    stir();
+}
+
 void Port::claim(Dialogue &dialogue, bool exclusive) {
     if (exclusive)
         exclusive_ = &dialogue;

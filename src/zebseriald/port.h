@@ -72,6 +72,9 @@ class Port {
         return exclusive_ != nullptr && exclusive_ != &dialogue;
     }
     void claim(Dialogue &dialogue, bool exclusive);
+    // Takes over what clients have set up at another port that turned out to be this one: the
+    // exclusive use unless somebody has it here, and the repeaters for which there is room.
+    void adopt(Port &from, double now);
     const std::vector<Dialogue *> &users() const { return users_; }
 
     const Ring &input() const { return input_; }

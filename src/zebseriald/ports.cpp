@@ -88,6 +88,7 @@ void Ports::look_for(Port &port, double now) {
         port.open_or_report(now);
         return;
     }
+    other->adopt(port, now);
     const std::vector<Dialogue *> users = port.users();
     for (Dialogue *user : users) {
         port.detach(*user);

@@ -482,6 +482,24 @@ TEST_F(Zebseriald, TwoNamesOfADeviceThatComesLaterShareIt) {
     EXPECT_EQ(b.ask({k_read_new_echo}), "success a");
 }
 
+TEST_F(Zebseriald, ExclusiveUseAndRepeatersOutliveTheMeetingOfTwoNames) {
+    start(repeaters() + port("A", dir / "device") + port("B", dir / "other"));
+    Peer a = opened("=A");
+    Peer b = opened("=B");
+    EXPECT_EQ(a.ask(add_repeater("of-a", 2, false)), "success");
+    EXPECT_EQ(b.ask(add_repeater("of-b", 2, false)), "success");
+    EXPECT_EQ(b.ask(settings(0, 0, true)), "success");
+    plug(terminal);
+    ASSERT_EQ(symlink("device", (dir / "other").c_str()), 0);
+    // It needs no device: it fails when the other's exclusive use counts here.
+    EXPECT_TRUE(wait_until([&] { return a.ask(settings(0, 0, false)) == "failure"; }));
+    EXPECT_EQ(b.ask({k_write, -1, -1, "out"}), "success");
+    EXPECT_EQ(read_file(dir / "of-a"), "out");
+    EXPECT_EQ(read_file(dir / "of-b"), "out");
+    EXPECT_EQ(b.ask(settings(0, 0, false)), "success");
+    EXPECT_EQ(a.ask({k_read_new_echo}), "success out");
+}
+
 TEST_F(Zebseriald, APortForgetsItsSettingsWithItsLastClient) {
     start();
     {
