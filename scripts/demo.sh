@@ -159,7 +159,7 @@ wait_for "the waypoint daemon" announced waypoint
 # line that is pulled out and plugged in again.
 meddle() {
     sleep 2
-    "$bin/zebctl" io set Set_flow 8
+    "$bin/zebctl" io set Set_flow 8 2>/dev/null
     if [ $unplug = yes ]; then
         sleep 1
         pull_pump
@@ -190,11 +190,11 @@ if [ $unplug = yes ]; then
 fi
 
 chapter "What the programs share (zebctl io list): the flow has followed its set point"
-"$bin/zebctl" io list --timeout 2.5
+"$bin/zebctl" io list --timeout 2.5 2>/dev/null
 
 chapter "A new log file for each daemon (zebctl log switch), and the one that flow has finished"
 finished=$(ls "$station"/log/flow_* | head -n 1)
-"$bin/zebctl" log switch
+"$bin/zebctl" log switch 2>/dev/null
 wait_for "a second log file" bash -c "[ \$(ls '$station'/log/flow_* | wc -l) -ge 2 ]"
 (cd "$station/log" && ls)
 grep '^!row' "$finished"

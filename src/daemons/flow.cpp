@@ -1,12 +1,12 @@
 // flow.cpp - the daemon of a flow controller, a pump behind a valve: asks it once a second for what
 // it measures, publishes and logs the answers, and moves its valve so that the flow stays at a set
-// point. A model for an instrument that answers questions; gps.cpp is the one for an instrument that
-// talks by itself.
+// point. A model for an instrument that answers questions; gps.cpp is the one for an instrument
+// that talks by itself.
 //
 // What another instrument changes is the protocol (flow_protocol.h), the questions
-// (flow_instrument.h), the records (flow_record.h), the variables and columns (flow_channels.h), the
-// control (flow_control.h) and, below, what is published and obeyed. How faults are told and how the
-// loop runs can stay.
+// (flow_instrument.h), the records (flow_record.h), the variables and columns (flow_channels.h),
+// the control (flow_control.h) and, below, what is published and obeyed. How faults are told and
+// how the loop runs can stay.
 //
 // Keys of its branch of the configuration (its name, "flow" unless --name says otherwise):
 //   Port         the line, default "=flow": what the serial server's keys Port;flow;... describe
@@ -188,9 +188,7 @@ class Controller {
                 configuration.number("Timeout", 0.5, 0.01, 60)};
     }
 
-    unsigned failures() const {
-        return instrument_.asked() - instrument_.count(Outcome::answered);
-    }
+    unsigned failures() const { return instrument_.asked() - instrument_.count(Outcome::answered); }
 
     void set_state(flow::State state) {
         if (state != state_)

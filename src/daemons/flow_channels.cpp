@@ -30,12 +30,12 @@ IO_real_input_var *input_of(const LL_NODE *node) {
 } // namespace
 
 Channels::Channels(daemon_kit::Daemon &daemon, IO_set_real set, void *pd)
-    : station_(daemon.station()), set_(set), set_pd_(pd),
-      quantities_{{{"flow", "Q_", "*3.3f", "Flow (slpm)"},
-                   {"pressure", "P_", "*4.2f", "Pressure (hPa)"},
-                   {"temperature", "T_", "*3.2f", "Temperature of the gas (C)"},
-                   {"valve", "V_", "*3.2f", "Opening of the valve (%)"},
-                   {"setpoint", "Set_", "*3.3f", "Set point of the flow (slpm)"}}} {
+    : station_(daemon.station()), set_(set),
+      set_pd_(pd), quantities_{{{"flow", "Q_", "*3.3f", "Flow (slpm)"},
+                                {"pressure", "P_", "*4.2f", "Pressure (hPa)"},
+                                {"temperature", "T_", "*3.2f", "Temperature of the gas (C)"},
+                                {"valve", "V_", "*3.2f", "Opening of the valve (%)"},
+                                {"setpoint", "Set_", "*3.3f", "Set point of the flow (slpm)"}}} {
     complete(daemon.configuration(), daemon.name());
     CONF_node *const local = daemon.configuration().local();
     build(local);
@@ -104,7 +104,8 @@ void Channels::define_input(IO_define_real_input_in *in, IO_define_real_input_ou
             *out = {TRUE, get, &quantity.value, quantity.format};
     if (!out->valid)
         g_building->station_.tell("the variable %s has no channel: flow, pressure, temperature, "
-                                  "valve or setpoint", in->name);
+                                  "valve or setpoint",
+                                  in->name);
 }
 
 void Channels::define_output(IO_define_real_output_in *in, IO_define_real_output_out *out) {

@@ -1,5 +1,5 @@
-// flow_control.h - what the valve is to do: stay where an order put it, or follow the flow towards a
-// set point.
+// flow_control.h - what the valve is to do: stay where an order put it, or follow the flow towards
+// a set point.
 //
 //   flow::Control control(CONF_lookup_tree(local, "PID"));
 //   control.obey({.manual = false, .setpoint = 8});

@@ -1,6 +1,7 @@
 // gps.cpp - the daemon of a satellite navigation receiver that speaks NMEA 0183: reads its
 // sentences through the serial server, and publishes and logs a NET_GPS_Fixinfo for each instant.
-// A model for an instrument that talks by itself; flow.cpp is the one for an instrument that is asked.
+// A model for an instrument that talks by itself; flow.cpp is the one for an instrument that is
+// asked.
 //
 // Keys of its branch of the configuration (its name, "gps" unless --name says otherwise):
 //   Port         the line, default "=gps": what the serial server's keys Port;gps;... describe

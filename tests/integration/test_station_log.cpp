@@ -1,5 +1,5 @@
-// What the example daemons log, and the flow that follows its set point: variables, averages and log
-// files of real programs under a real message server.
+// What the example daemons log, and the flow that follows its set point: variables, averages and
+// log files of real programs under a real message server.
 
 #include "flow_station.h"
 

@@ -50,7 +50,8 @@ TEST(FlowRecord, FlowAndValveAreALoopWhoseOutputIsHeld) {
 
 TEST(FlowRecord, AValveAtItsEndSaturates) {
     for (const auto &[valve, saturated] : {std::pair(0.0, true), {0.01, false}, {100.0, true}})
-        EXPECT_EQ(flow::to_loop({1, 1, 1, valve}, {}, "flow", 0).saturated != 0, saturated) << valve;
+        EXPECT_EQ(flow::to_loop({1, 1, 1, valve}, {}, "flow", 0).saturated != 0, saturated)
+            << valve;
 }
 
 TEST(FlowRecord, TheSetpointTellsTheValveThatIsHeld) {
