@@ -6,6 +6,8 @@ if(ZEB_32BIT)
   string(APPEND ZEB_ABI_FLAGS " -m32")
   add_compile_options(-m32 -msse2 -mfpmath=sse)
   add_link_options(-m32)
+  # Files above 2 GiB and with 64-bit inode numbers.
+  add_compile_definitions(_FILE_OFFSET_BITS=64)
 endif()
 if(ZEB_SANITIZE)
   string(APPEND ZEB_ABI_FLAGS " -fsanitize=${ZEB_SANITIZE}")

@@ -16,6 +16,8 @@ using namespace zeb;
 
 namespace {
 
+static_assert(sizeof(off_t) == 8, "log files may grow beyond 2 GiB, in 32-bit programs too");
+
 constexpr size_t k_path_size = 256;
 constexpr size_t k_time_length = sizeof "_YYYYMMDDThhmmssZ" - 1;
 constexpr int k_open_flags = O_APPEND | O_NONBLOCK | O_CLOEXEC;
