@@ -2,6 +2,7 @@
 
 #include "diag.h"
 #include "util.h"
+#include "util_int.h"
 
 #include <cctype>
 #include <cerrno>
@@ -19,16 +20,17 @@ constexpr long long k_kilobyte = 1024;
 
 // ---- What the configuration says ----
 
-// A number of kilobytes in bytes; what is not above 0 is 0, and so is a missing value.
-size_t bytes_of(CONF_node *root, const char *key) {
+long long number_of(CONF_node *root, const char *key) {
     const char *value = CONF_lookup(root, key);
-    const long long count = value != nullptr ? strtoll(value, nullptr, 10) : 0;
-    if (count <= 0)
-        return 0;
+    return value != nullptr ? strtoll(value, nullptr, 10) : 0;
+}
+
+// A number of kilobytes in bytes. A negative one is, as a size, beyond all that can be had.
+size_t bytes_of(long long kilobytes) {
     constexpr auto most = static_cast<size_t>(LONG_MAX);
-    return count > static_cast<long long>(most / k_kilobyte)
+    return kilobytes < 0 || kilobytes > static_cast<long long>(most / k_kilobyte)
                ? most
-               : static_cast<size_t>(count * k_kilobyte);
+               : static_cast<size_t>(kilobytes * k_kilobyte);
 }
 
 template <size_t N> void set_station(char (&code)[N], const char *id, int (*in_case)(int)) {
@@ -41,7 +43,7 @@ template <size_t N> void set_station(char (&code)[N], const char *id, int (*in_c
 // "False" and "1" do not.
 bool is_logging(CONF_node *local) {
     const char *value = CONF_lookup(local, "EnableLogging");
-    return value == nullptr || value[0] == 't' || value[0] == 'F' || atoi(value) != 0;
+    return value == nullptr || value[0] == 't' || value[0] == 'F' || reads_as_nonzero(value);
 }
 
 const char *environment(const char *name, const char *fallback) {
@@ -74,8 +76,9 @@ bool set_basename(LOG_file *f, CONF_node *root, const char *basename) {
 }
 
 void configure(LOG_file *f, CONF_node *root) {
-    f->max_file_size = bytes_of(root, "Disk;MaxFileSize");
-    f->buffer_limit = bytes_of(root, "Disk;BufferSize");
+    const long long most = number_of(root, "Disk;MaxFileSize");
+    f->max_file_size = most != -1 ? bytes_of(most) : 0;
+    f->buffer_limit = bytes_of(number_of(root, "Disk;BufferSize"));
     const char *id = CONF_lookup(root, "Disk;StationID");
     if (id == nullptr)
         id = "nil";

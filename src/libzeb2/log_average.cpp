@@ -2,10 +2,10 @@
 
 #include "definitions/cutpoints.h"
 #include "util.h"
+#include "util_int.h"
 
 #include <cctype>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -27,9 +27,7 @@ constexpr FTIME k_no_time = -1.0;
 // ---- Configuration ----
 
 bool is_true(const char *value, bool otherwise) {
-    if (value == nullptr)
-        return otherwise;
-    return value[0] == 't' || value[0] == 'T' || atoi(value) != 0;
+    return value != nullptr ? zeb::reads_as_true(value) : otherwise;
 }
 
 const char *daemon_name(CONF_node *local) {
@@ -55,9 +53,9 @@ FTIME end_of_spinup(CONF_node *root, CONF_node *local) {
 
 // ---- Messages ----
 
-// What is no time must not end all flushes, nor all averages.
+// What is no number would end all flushes: nothing is later.
 void extend_flush(LOG_avg_control *lac, FTIME until) {
-    if (!std::isfinite(until))
+    if (std::isnan(until))
         return;
     if (until != k_no_time && (lac->flush_until == k_no_time || until > lac->flush_until))
         lac->flush_until = until;

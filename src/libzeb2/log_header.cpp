@@ -32,7 +32,7 @@ size_t name_line(const char *filename, char (&line)[k_name_line_size]) {
 namespace zeb {
 
 void insert_header(LOG_file *f, const char *text) {
-    if (*text == '\0')
+    if (text == nullptr)
         return;
     LL_NODE *node = f->headers.head;
     int order = -1;

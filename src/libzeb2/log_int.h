@@ -24,7 +24,8 @@ UtcTime utc_time(long long seconds);
 
 // log_header.cpp
 
-// Inserts a header line unless the list has it already; case does not count.
+// Inserts a header line, which may be empty, unless the list has it already; case does not count.
+// Null, as of a buffer that got no memory, inserts nothing.
 void insert_header(LOG_file *f, const char *text);
 // Inserts the lines that every file has.
 void insert_standard_headers(LOG_file *f);

@@ -2,6 +2,7 @@
 
 #include "diag.h"
 #include "util.h"
+#include "util_int.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -38,7 +39,7 @@ char *copy_text(const char *text) {
 }
 
 bool is_enabled(const char *value) {
-    return value == nullptr || value[0] == 'T' || value[0] == 't' || atoi(value) != 0;
+    return value == nullptr || reads_as_true(value);
 }
 
 bool is_real(LOG_VAR_TYPE type) {
@@ -180,7 +181,7 @@ void insert_description(LOG_file *f, const LOG_record_var_defn *var) {
         return;
     Text line;
     SFMT_printf(&line.buffer, "!var;%s;FieldDesc,%s", var->hdrname, var->defn->desc);
-    insert_header(f, line.get());
+    insert_header(f, line.buffer.buffer);
 }
 
 void insert_further_headers(LOG_file *f, LOG_record_var_defn *var) {
@@ -190,7 +191,7 @@ void insert_further_headers(LOG_file *f, LOG_record_var_defn *var) {
         Text line;
         if (!var->defn->gethdrs(var->defn->pdhdr, i, var, &line.buffer))
             return;
-        insert_header(f, line.get());
+        insert_header(f, line.buffer.buffer);
     }
 }
 

@@ -146,7 +146,7 @@ TEST_F(LogFiles, AStationIdentifierLongerThan31CharactersIsCutInBothCases) {
 }
 
 TEST_F(LogFiles, AMaximumSizeOf0OrMinus1OrNoneIsNoLimit) {
-    for (const char *value : {"0", "-1", "", "-7", "none"}) {
+    for (const char *value : {"0", "-1", "", "none"}) {
         root.set("Disk;MaxFileSize", value);
         f.max_file_size = 1;
         open();
@@ -161,9 +161,19 @@ TEST_F(LogFiles, AMaximumSizeIsInKilobytes) {
 }
 
 TEST_F(LogFiles, AMaximumSizeBeyondAllNumbersIsTheLargest) {
-    root.set("Disk;MaxFileSize", "99999999999999999999");
-    open();
-    EXPECT_EQ(f.max_file_size, static_cast<size_t>(LONG_MAX));
+    for (const char *value : {"99999999999999999999", "-5", "-2"}) {
+        root.set("Disk;MaxFileSize", value);
+        open();
+        EXPECT_EQ(f.max_file_size, static_cast<size_t>(LONG_MAX)) << value;
+    }
+}
+
+TEST_F(LogFiles, ABufferSizeBelow0HoldsLinesBackUntilTheyAreFlushed) {
+    for (const char *value : {"-1", "-5"}) {
+        root.set("Disk;BufferSize", value);
+        open();
+        EXPECT_EQ(f.buffer_limit, static_cast<size_t>(LONG_MAX)) << value;
+    }
 }
 
 // ---- Where files go ----
@@ -264,7 +274,7 @@ TEST_F(LogFiles, LoggingIsDisabledBy0AndFalseAndNoAndEvenTRUE) {
 }
 
 TEST_F(LogFiles, LoggingStaysEnabledBy1AndTrueAndEvenFalseWithACapital) {
-    for (const char *value : {"1", "true", "False", "t", "F", "2x", "-1", ""}) {
+    for (const char *value : {"1", "true", "False", "t", "F", "2x", "-1", "4294967296", ""}) {
         local.set("EnableLogging", value);
         open();
         EXPECT_TRUE(f.info.enabled) << value;
@@ -366,6 +376,18 @@ TEST_F(LogRecords, HeaderLinesThatDifferOnlyInCaseCountAsTheSame) {
     zeb::insert_header(&f, "!fil;Site,a");
     zeb::insert_header(&f, "!FIL;SITE,A");
     EXPECT_THAT(headers(), ElementsAre("!fil;Site,a"));
+}
+
+TEST_F(LogFiles, AnEmptyHeaderLineIsABlankLine) {
+    ASSERT_TRUE(LOG_open_basename_n(&f, "X1", root, local, nullptr, "", "!a", nullptr));
+    // Behind all others, as a text stands before its own beginning.
+    EXPECT_THAT(content(), testing::EndsWith("ID code\n\n"));
+    EXPECT_EQ(err.text(), "");
+}
+
+TEST_F(LogRecords, NoTextIsNoHeaderLine) {
+    zeb::insert_header(&f, nullptr);
+    EXPECT_EQ(f.headers.count, 0);
 }
 
 TEST_F(LogRecords, CommentsOfABranchAreHeaderLines) {

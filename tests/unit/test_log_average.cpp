@@ -103,7 +103,7 @@ TEST_F(LogAverage, WithoutAConfiguredNameThatOfTheBranchCounts) {
 }
 
 TEST_F(LogAverage, KeysAreTrueWhenTheyBeginWithTOrAreANumber) {
-    for (const char *value : {"t", "TRUE", "1", "-2", "true"}) {
+    for (const char *value : {"t", "TRUE", "1", "-2", "true", "4294967296"}) {
         local.set("AverageOnContam", value);
         init();
         EXPECT_TRUE(lac.avg_on_contam) << value;
@@ -210,8 +210,19 @@ TEST_F(LogAverage, AFlushOnlyEverBecomesLonger) {
 TEST_F(LogAverage, AFlushWithoutATimeChangesNothing) {
     init();
     flush(std::nan(""));
-    flush(HUGE_VAL);
     EXPECT_EQ(lac.flush_until, -1.0);
+    flush(1000);
+    flush(std::nan(""));
+    EXPECT_EQ(lac.flush_until, 1000);
+}
+
+TEST_F(LogAverage, AFlushWithoutAnEndIsLaterThanAnyOther) {
+    init();
+    flush(1000);
+    flush(HUGE_VAL);
+    EXPECT_EQ(lac.flush_until, HUGE_VAL);
+    flush(2000);
+    EXPECT_EQ(lac.flush_until, HUGE_VAL);
 }
 
 TEST_F(LogAverage, ContaminationWhileAveragedAllTheSameSetsTheFlagButNotTheFlush) {

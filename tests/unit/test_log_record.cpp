@@ -112,6 +112,12 @@ TEST_F(LogDefinitions, AListThatNamesADisabledVariableLeavesItOutWithoutAMessage
     EXPECT_EQ(err.text(), "");
 }
 
+TEST_F(LogDefinitions, ANumberOfAnySizeOtherThan0Enables) {
+    local.set("var;b;enable", "4294967296");
+    define("a;b");
+    EXPECT_EQ(column_names(), ";a;b");
+}
+
 TEST_F(LogDefinitions, AListThatNamesAnUnknownVariableReportsItAndLeavesItOut) {
     define("a;nix;c");
     EXPECT_EQ(column_names(), ";a;c");
