@@ -1,14 +1,13 @@
 // zebctl logfile - log files read, checked, summed up and plotted, without a station.
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <unistd.h>
-
-#include <zeb2/util.h>
 
 #include "command.h"
 #include "log_plot.h"
@@ -82,8 +81,9 @@ bool read_files(const Options &options,
     return in_order;
 }
 
+// Nobody reads on.
 bool is_ended() {
-    return ferror(stdout) || UTIL_exit_poll();
+    return ferror(stdout) != 0;
 }
 
 bool run_output(const Options &options, LogOutput &output) {
@@ -93,7 +93,7 @@ bool run_output(const Options &options, LogOutput &output) {
             error, is_ended);
     });
     output.end();
-    return in_order && !UTIL_exit_poll();
+    return in_order;
 }
 
 bool run_header(const Options &options) {
@@ -166,6 +166,9 @@ bool run_lines(const Options &options) {
 }
 
 int run_logfile(const Options &options) {
+    // Nothing has to be put in order at the end: a signal need not wait for the next line.
+    signal(SIGINT, SIG_DFL);
+    signal(SIGTERM, SIG_DFL);
     const bool in_order = options.header          ? run_header(options)
                           : options.summary       ? run_summary(options)
                           : !options.plot.empty() ? run_plot(options)

@@ -80,7 +80,7 @@ std::string header_text(const LogHeader &header);
 Json header_json(const LogHeader &header);
 
 // Reads a file through an output; `fault` takes what is wrong with it. False when it cannot be read
-// (errno in `error`).
+// (errno in `error`). It ends early when `is_ended` says so.
 bool show_log(FILE *stream, LogOutput &output,
               const std::function<void(size_t line, const std::string &text)> &fault, int &error,
               const std::function<bool()> &is_ended = nullptr);

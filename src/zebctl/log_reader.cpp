@@ -130,7 +130,7 @@ class Reading {
             fault(line, "a header line behind the header, " + quoted(line.text));
             return true;
         }
-        return !visitor_.row || take_data(line);
+        return visitor_.row && take_data(line);
     }
 
     void end_header() {

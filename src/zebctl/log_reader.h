@@ -32,7 +32,7 @@ struct LogRow {
 
 struct LogVisitor {
     std::function<void(const LogHeader &)> header;
-    // False ends the reading.
+    // False ends the reading. Without it that ends with the header.
     std::function<bool(const LogRow &)> row;
     // What is wrong; the line counts from 1, or is 0 for the whole header.
     std::function<void(size_t line, const std::string &text)> fault;
