@@ -51,28 +51,21 @@ const char *environment(const char *name, const char *fallback) {
     return value != nullptr ? value : fallback;
 }
 
-// The absolute form of the configured directory; null without memory (reported).
-OwnedBlock<char> absolute(const char *directory) {
-    const size_t size = strlen(directory) + strlen(environment("ZEB2", "")) + 2;
+// The directory of the files; null without memory (reported).
+OwnedBlock<char> log_directory(const LOG_file *f, CONF_node *root) {
+    const char *configured = CONF_lookup(root, "Disk;LogDir");
+    const char *above =
+        configured != nullptr ? environment("ZEB2", "") : environment("DB", "/oru/db");
+    const char *below = configured != nullptr ? configured : f->stncode_l;
+    const size_t size = strlen(above) + strlen(below) + sizeof "/stn//log";
     OwnedBlock<char> path(static_cast<char *>(malloc(size)));
-    if (ZEB_CHECK_ERRNO(path != nullptr))
-        UTIL_make_relative(directory, path.get());
+    if (!ZEB_CHECK_ERRNO(path != nullptr))
+        return path;
+    if (configured != nullptr)
+        UTIL_make_relative(configured, path.get());
+    else
+        snprintf(path.get(), size, "%s/stn/%s/log", above, below);
     return path;
-}
-
-// Sets the base name of the files; false without memory. What is too long is cut, and found to be
-// too long when a file is named.
-bool set_basename(LOG_file *f, CONF_node *root, const char *basename) {
-    if (const char *configured = CONF_lookup(root, "Disk;LogDir")) {
-        const OwnedBlock<char> directory = absolute(configured);
-        if (directory == nullptr)
-            return false;
-        snprintf(f->basename, sizeof f->basename, "%s/%s", directory.get(), basename);
-    } else {
-        snprintf(f->basename, sizeof f->basename, "%s/stn/%s/log/%s", environment("DB", "/oru/db"),
-                 f->stncode_l, basename);
-    }
-    return true;
 }
 
 void configure(LOG_file *f, CONF_node *root) {
@@ -103,17 +96,21 @@ void insert_headers(LOG_file *f, const char *basename, CONF_node *root, CONF_nod
     insert_standard_headers(f);
 }
 
+// A base name that is too long is cut, and found to be too long when the file is named.
 bool begin_first(LOG_file *f, CONF_node *root, const char *basename) {
+    const OwnedBlock<char> directory = log_directory(f, root);
+    if (directory == nullptr)
+        return false;
+    snprintf(f->basename, sizeof f->basename, "%s/%s", directory.get(), basename);
     char filename[sizeof f->filename];
-    if (set_basename(f, root, basename) && name_for_now(f, filename) && begin_file(f, filename)) {
+    if (name_for_now(f, filename) && begin_file(f, filename)) {
         f->problem_switching = FALSE;
         return true;
     }
     const int error = errno;
-    const char *slash = strrchr(f->basename, '/');
-    const int length = slash != nullptr ? static_cast<int>(slash - f->basename) : 0;
+    ZEB_REPORT_ERRNO("Unable to open file %s", filename);
     errno = error;
-    ZEB_REPORT_ERRNO("Unable to open log file \"%.*s\"", length, f->basename);
+    ZEB_REPORT_ERRNO("Unable to open log file \"%s\"", directory.get());
     return false;
 }
 

@@ -224,7 +224,7 @@ ZEB_API void LOG_write_fd(LOG_file *f, int fd, const char *code, FTIME rectime, 
  *                     with /oru/db for an unset DB. It must exist.
  *   Disk;StationID    code of the station, cut to 31 characters; else "nil"
  *   Disk;BufferSize   kilobytes to hold back before they are written; else 0
- *   Disk;MaxFileSize  kilobytes; 0 and -1: no limit
+ *   Disk;MaxFileSize  kilobytes; 0 and -1: no limit. Other negative numbers are the largest size.
  * "EnableLogging" in `local` disables logging when it reads as the number 0 and begins with neither
  * "t" nor "F": so do "0", "false", "TRUE" and "no", but not "true", "False" and "1". A file begun
  * so is empty; it gets its header when logging is enabled.

@@ -210,8 +210,28 @@ TEST_F(LogFiles, ADirectoryThatIsMissingFailsWithItsNameAndTheReason) {
     EXPECT_FALSE(LOG_open(&f, root, local, nullptr));
     EXPECT_EQ(f.fh, -1);
     EXPECT_FALSE(f.info.enabled);
-    EXPECT_THAT(err.text(), HasSubstr("Unable to open log file \"" + (dir / "none") +
-                                      "\": No such file or directory (log.cpp:"));
+    const std::string text = err.text();
+    EXPECT_THAT(text, StartsWith("PREINIT: Unable to open file " + (dir / "none/X1_")));
+    EXPECT_THAT(text, HasSubstr("Z: No such file or directory (log.cpp:"));
+    EXPECT_THAT(text, HasSubstr("\nPREINIT: Unable to open log file \"" + (dir / "none") +
+                                "\": No such file or directory (log.cpp:"));
+    EXPECT_EQ(lines_of(text).size(), 2U);
+}
+
+TEST_F(LogFiles, AnOpeningThatFailsNamesTheDirectoryWhateverTheBaseName) {
+    const std::string reported = "Unable to open log file \"" + dir.path() + "\": ";
+    EXPECT_FALSE(LOG_open_basename(&f, "none/X1", root, local, nullptr));
+    EXPECT_FALSE(LOG_open_basename(&f, (std::string(200, 'x') + "/" + std::string(99, 'y')).c_str(),
+                                   root, local, nullptr));
+    EXPECT_THAT(err.text(), HasSubstr(reported + "No such file or directory (log.cpp:"));
+    EXPECT_THAT(err.text(), HasSubstr(reported + "File name too long (log.cpp:"));
+}
+
+TEST_F(LogFiles, ADirectoryWhoseNameIsCutIsReportedWhole) {
+    const std::string longest = dir / std::string(300, 'd');
+    root.set("Disk;LogDir", longest.c_str());
+    EXPECT_FALSE(LOG_open(&f, root, local, nullptr));
+    EXPECT_THAT(err.text(), HasSubstr("Unable to open log file \"" + longest + "\": "));
 }
 
 TEST_F(LogFiles, AnOpeningThatFailedCanBeRepeated) {
