@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -94,32 +95,53 @@ bool give_name(int fd, const char *hidden, const char *filename) {
            rename(hidden, filename) == 0;
 }
 
-int create_unnamed(const Places &places, const char *filename, const char *text) {
-    Descriptor fd(open(places.directory, k_open_flags | O_WRONLY | O_TMPFILE, k_create_mode));
-    if (fd.get() != -1 && write_whole(fd.get(), text) &&
-        give_name(fd.get(), places.hidden, filename))
-        return fd.give();
-    return -1;
+// An entry of the table of descriptors.
+struct Entry {
+    int fh;
+    QWORD id;
+};
+
+// Makes an entry of a descriptor, which belongs to it from then on; false with errno when that
+// fails.
+bool make_entry(Descriptor *fd, Entry *entry) {
+    errno = EMFILE; // said here without a message: callers report each fault once
+    if (fd->get() >= FD_SETSIZE)
+        return false;
+    errno = ENOMEM;
+    if (!ZEBFILE_associate_fh(fd->get(), ZEBFILE_WRITE))
+        return false;
+    entry->id = file_id(fd->get());
+    entry->fh = fd->give();
+    return true;
 }
 
-// For file systems that have no unnamed files.
-int create_hidden(const Places &places, const char *filename, const char *text) {
+int open_new(const Places &places, bool nameless) {
+    if (nameless)
+        return open(places.directory, k_open_flags | O_WRONLY | O_TMPFILE, k_create_mode);
     unlink(places.hidden);
-    Descriptor fd(open(places.hidden, k_open_flags | O_WRONLY | O_CREAT | O_EXCL, k_create_mode));
-    if (fd.get() == -1)
-        return -1;
-    if (write_whole(fd.get(), text) && rename(places.hidden, filename) == 0)
-        return fd.give();
-    const int error = errno;
-    unlink(places.hidden);
-    errno = error;
-    return -1;
+    return open(places.hidden, k_open_flags | O_WRONLY | O_CREAT | O_EXCL, k_create_mode);
 }
 
-int create_file(const LOG_file *f, const char *filename, const char *text) {
+// The name is given last: it may be that of the current file, which must stay until all is done.
+bool create_file(const LOG_file *f, const char *filename, const char *text, Entry *entry) {
     const Places places = places_of(f);
-    const int fd = create_unnamed(places, filename, text);
-    return fd != -1 ? fd : create_hidden(places, filename, text);
+    for (const bool nameless : {true, false}) { // some file systems have no nameless files
+        Descriptor fd(open_new(places, nameless));
+        if (fd.get() == -1)
+            continue;
+        const bool made = write_whole(fd.get(), text) && make_entry(&fd, entry);
+        if (made && (nameless ? give_name(entry->fh, places.hidden, filename)
+                              : rename(places.hidden, filename) == 0))
+            return true;
+        const int error = errno;
+        unlink(places.hidden);
+        if (made)
+            file_abandon(entry->fh, entry->id);
+        errno = error;
+        if (!made)
+            return false;
+    }
+    return false;
 }
 
 // ---- The current file ----
@@ -131,20 +153,17 @@ void report_end_of_fault(const LOG_file *f, const char *filename) {
         ZEB_REPORT("Log file \"%s\" was not written, going on in \"%s\"", f->filename, filename);
 }
 
-// Makes an open file the current one; false when it cannot become an entry, and is then closed.
-bool take_file(LOG_file *f, Descriptor *fd, const char *filename) {
-    if (!ZEBFILE_associate_fh(fd->get(), ZEBFILE_WRITE))
-        return false;
+// Makes an entry the current file.
+void take_file(LOG_file *f, const Entry &entry, const char *filename) {
     close_file(f);
     report_end_of_fault(f, filename);
-    f->fh = fd->give();
-    f->entry = file_id(f->fh);
+    f->fh = entry.fh;
+    f->entry = entry.id;
     ZEBFILE_setbuffer(f->fh, f->buffer_limit);
     if (f->filename != filename)
         snprintf(f->filename, sizeof f->filename, "%s", filename);
     f->interrupted = FALSE;
     f->lost = 0;
-    return true;
 }
 
 bool queue_line(const LOG_file *f, const char *line) {
@@ -198,8 +217,12 @@ bool append_whole(int fd, const char *filename, const char *line) {
 
 bool reopen(LOG_file *f, const char *line) {
     Descriptor fd(open(f->filename, k_open_flags | O_RDWR));
-    return fd.get() != -1 && cut_torn_line(fd.get()) && append_whole(fd.get(), f->filename, line) &&
-           take_file(f, &fd, f->filename);
+    Entry entry;
+    if (fd.get() == -1 || !cut_torn_line(fd.get()) || !append_whole(fd.get(), f->filename, line) ||
+        !make_entry(&fd, &entry))
+        return false;
+    take_file(f, entry, f->filename);
+    return true;
 }
 
 bool begin_next(LOG_file *f, const char *line) {
@@ -247,13 +270,10 @@ bool begin_file(LOG_file *f, const char *filename) {
             return false;
         }
     }
-    Descriptor fd(create_file(f, filename, header != nullptr ? header.get() : ""));
-    if (fd.get() == -1)
+    Entry entry;
+    if (!create_file(f, filename, header != nullptr ? header.get() : "", &entry))
         return false;
-    if (!take_file(f, &fd, filename)) {
-        unlink(filename);
-        return false;
-    }
+    take_file(f, entry, filename);
     f->headless = header == nullptr;
     return true;
 }

@@ -85,6 +85,30 @@ TEST_F(LogFiles, ASwitchWithinTheSecondTakesTheFilesPlace) {
     EXPECT_EQ(count_of(content(), "!fil;FileName"), 1U);
 }
 
+TEST_F(LogFiles, AFileWithoutRoomForItsDescriptorKeepsTheFileOfTheSameSecond) {
+    define_simple();
+    open();
+    write(1);
+    LOG_flush(&f);
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit more = {FD_SETSIZE + 64, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &more), 0);
+    std::vector<int> taken;
+    do
+        taken.push_back(dup(2));
+    while (taken.back() < FD_SETSIZE);
+
+    EXPECT_FALSE(zeb::begin_file(&f, f.filename));
+    EXPECT_EQ(errno, EMFILE);
+    EXPECT_EQ(data(), line(1));
+    EXPECT_EQ(err.text(), "");
+    for (const int fd : taken)
+        close(fd);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(files().size(), 1U);
+}
+
 TEST_F(LogFiles, ASwitchWhileDisabledBeginsAnEmptyFile) {
     define_simple();
     open();
