@@ -236,16 +236,40 @@ bool go_on(LOG_file *f, const char *line) {
     return reopen(f, line) || (errno == ENOENT && begin_next(f, line));
 }
 
-// Gives up a file that is not written any more. What is queued must not follow later lines.
-void interrupt(LOG_file *f) {
-    if (f->fh != -1)
-        file_abandon(f->fh, f->entry);
-    f->fh = -1;
-    f->interrupted = TRUE;
+size_t lines_in(const char *text, size_t length) {
+    return static_cast<size_t>(std::count(text, text + length, '\n'));
 }
 
-void lose_line(LOG_file *f) {
-    if (f->lost++ == 0)
+// Gives up a file that is not written any more; what is queued must not follow later lines there.
+// Returns the lines held back with the new one behind them, null when there are none. After an
+// error they begin anywhere, and are only counted.
+OwnedBlock<char> interrupt(LOG_file *f, const char *line) {
+    size_t count = 0;
+    bool failed = true;
+    OwnedBlock<char> held;
+    if (f->fh != -1) {
+        held.reset(reinterpret_cast<char *>(file_take(f->fh, f->entry, &count, &failed)));
+        file_abandon(f->fh, f->entry);
+    }
+    f->fh = -1;
+    f->interrupted = TRUE;
+    OwnedBlock<char> text;
+    if (count == 0)
+        return text;
+    if (!failed)
+        text.reset(static_cast<char *>(malloc(count + strlen(line) + 1)));
+    if (text == nullptr) {
+        f->lost += lines_in(held.get(), count);
+        return text;
+    }
+    memcpy(text.get(), held.get(), count);
+    strcpy(text.get() + count, line);
+    return text;
+}
+
+void lose_lines(LOG_file *f, const char *text, bool first) {
+    f->lost += lines_in(text, strlen(text));
+    if (first)
         ZEB_REPORT_ERRNO("Unable to write to log file \"%s\"", f->filename);
 }
 
@@ -281,13 +305,16 @@ bool begin_file(LOG_file *f, const char *filename) {
 void write_line(LOG_file *f, const char *line) {
     if (!f->info.enabled || (f->fh == -1 && !f->interrupted))
         return;
+    const bool first = f->lost == 0;
+    OwnedBlock<char> held;
     if (!f->headless) {
         if (!is_deleted(f) && queue_line(f, line))
             return;
-        interrupt(f);
+        held = interrupt(f, line);
     }
-    if (!go_on(f, line))
-        lose_line(f);
+    const char *text = held != nullptr ? held.get() : line;
+    if (!go_on(f, text))
+        lose_lines(f, text, first);
 }
 
 void close_file(LOG_file *f) {

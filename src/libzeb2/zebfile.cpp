@@ -339,6 +339,21 @@ void file_close(int fh, QWORD id) {
     wake_dispatcher();
 }
 
+BYTE *file_take(int fh, QWORD id, size_t *n, bool *failed) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    FileEntry *file = find_file(fh);
+    *n = 0;
+    *failed = find_lasting(fh, id) == nullptr;
+    if (file == nullptr || file->id != id)
+        return nullptr;
+    BYTE *block = file->buffer;
+    *n = file->buffer_off;
+    file->buffer = nullptr;
+    file->buffer_off = 0;
+    file->buffer_max = 0;
+    return block;
+}
+
 void file_abandon(int fh, QWORD id) {
     {
         ZEB_LOCK(guard, &g_zebfile_open_files_mutex);

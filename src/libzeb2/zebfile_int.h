@@ -64,6 +64,9 @@ bool file_write(int fh, QWORD id, const void *pd, size_t n);
 // As ZEBFILE_flush and ZEBFILE_close.
 void file_flush(int fh, QWORD id);
 void file_close(int fh, QWORD id);
+// Takes what is queued out of the entry: a block for `free`, or null, and its size. `failed` becomes
+// whether the entry is about to go, after an error.
+BYTE *file_take(int fh, QWORD id, size_t *n, bool *failed);
 // Ends the entry without waiting: what is queued is dropped at once.
 void file_abandon(int fh, QWORD id);
 

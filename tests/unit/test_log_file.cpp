@@ -269,6 +269,35 @@ TEST_F(LogFiles, ADeletedFileIsReplacedByANewOneAndNoLineIsLost) {
     EXPECT_EQ(lines_of(err.text()).size(), 1U);
 }
 
+TEST_F(LogFiles, LinesHeldBackWhenTheFileIsDeletedGoToTheNewOne) {
+    root.set("Disk;BufferSize", "100");
+    define_simple();
+    open();
+    std::string expected;
+    for (DWORD i = 1; i <= 10; ++i) {
+        write(i);
+        expected += line(i);
+    }
+    std::filesystem::remove(f.filename);
+    write(11);
+    EXPECT_EQ(data(), expected + line(11));
+    EXPECT_THAT(err.text(), HasSubstr("was not written, going on in"));
+}
+
+TEST_F(LogSubdirectory, LinesHeldBackWhenTheDirectoryVanishesAreCounted) {
+    root.set("Disk;BufferSize", "100");
+    open();
+    for (DWORD i = 1; i <= 10; ++i)
+        write(i);
+    std::filesystem::remove_all(sub);
+    write(11);
+    EXPECT_EQ(f.lost, 11U);
+    std::filesystem::create_directory(sub);
+    write(12);
+    EXPECT_EQ(data(), line(12));
+    EXPECT_THAT(err.text(), HasSubstr("is written again, 11 lines were lost"));
+}
+
 TEST_F(LogFiles, ARenamedFileIsGoneOnWith) {
     define_simple();
     open();
