@@ -201,6 +201,10 @@ grep '^!row' "$finished"
 tail -n 12 "$finished"
 echo "Nines are missing values: contaminated air is not averaged."
 
+chapter "The same file read without a station (zebctl logfile --summary, --plot)"
+"$bin/zebctl" logfile --records flowA --summary "$finished"
+"$bin/zebctl" logfile --records flowA --plot Q_flow "$finished"
+
 chapter "Who is there (zebctl instruments)"
 "$bin/zebctl" instruments
 
