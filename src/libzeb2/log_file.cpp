@@ -173,7 +173,7 @@ bool queue_line(const LOG_file *f, const char *line) {
 // Whether the current file was deleted: what is written to it is seen by nobody.
 bool is_deleted(const LOG_file *f) {
     struct stat open_file, named_file;
-    if (f->fh == -1 || fstat(f->fh, &open_file) == -1 || open_file.st_nlink != 0)
+    if (f->fh == -1 || !file_stat(f->fh, f->entry, &open_file) || open_file.st_nlink != 0)
         return false;
     return stat(f->filename, &named_file) == -1 || named_file.st_ino != open_file.st_ino ||
            named_file.st_dev != open_file.st_dev;

@@ -322,6 +322,11 @@ bool file_write(int fh, QWORD id, const void *pd, size_t n) {
     return true;
 }
 
+bool file_stat(int fh, QWORD id, struct stat *info) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    return find_lasting(fh, id) != nullptr && fstat(fh, info) == 0;
+}
+
 void file_flush(int fh, QWORD id) {
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
     if (find_lasting(fh, id) != nullptr)

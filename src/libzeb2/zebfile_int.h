@@ -6,6 +6,7 @@
 #include "zebfile.h"
 
 #include <atomic>
+#include <sys/stat.h>
 
 namespace zeb {
 
@@ -61,6 +62,8 @@ void drop_front(FileEntry *file, size_t n);
 QWORD file_id(int fh);
 // Queues bytes. False when the entry is gone or about to go.
 bool file_write(int fh, QWORD id, const void *pd, size_t n);
+// fstat of the descriptor, which nobody closes meanwhile. False when the entry is gone or about to go.
+bool file_stat(int fh, QWORD id, struct stat *info);
 // As ZEBFILE_flush and ZEBFILE_close.
 void file_flush(int fh, QWORD id);
 void file_close(int fh, QWORD id);

@@ -251,13 +251,13 @@ TEST_F(Inst, SleepEndsWithinASliceWhenAnExitIsRequested) {
     open({});
     g_replaced->on_slice = [&] {
         if (g_replaced->slices.size() == 2)
-            g_util_in_signal_exit = TRUE;
+            __atomic_store_n(&g_util_in_signal_exit, TRUE, __ATOMIC_SEQ_CST);
     };
     EXPECT_FALSE(INST_sleep(&lnk, 3600));
     EXPECT_EQ(g_replaced->slices.size(), 2U);
     EXPECT_FALSE(INST_sleep(&lnk, 0));
     EXPECT_TRUE(INST_test_connected(&lnk));
-    g_util_in_signal_exit = FALSE;
+    __atomic_store_n(&g_util_in_signal_exit, FALSE, __ATOMIC_SEQ_CST);
 }
 
 // ---- Waiting for the handshakes: the rules, on links without a thread ----

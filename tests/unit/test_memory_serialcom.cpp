@@ -260,10 +260,10 @@ TEST_F(SerialNoMemory, AnInterruptedWaitGoesOn) {
     open();
     issue(SERIALD_REQUEST_READNEW);
     g_fail_cond_wait = EINTR;
-    std::thread exiting([] { g_util_in_signal_exit = TRUE; });
+    std::thread exiting([] { __atomic_store_n(&g_util_in_signal_exit, TRUE, __ATOMIC_SEQ_CST); });
     EXPECT_FALSE(SERIALCOM_wait_request_done(&lnk));
     exiting.join();
-    g_util_in_signal_exit = FALSE;
+    __atomic_store_n(&g_util_in_signal_exit, FALSE, __ATOMIC_SEQ_CST);
 }
 
 // ---- Memory ----

@@ -260,12 +260,14 @@ TEST_F(SerialThread, ThirtySecondsOfSilenceEndTheWaitInTheMiddleOfARequest) {
 
 TEST_F(SerialThread, AnExitRequestEndsTheWait) {
     open();
-    answer([](SerialClient &, const SerialRequest &) { g_util_in_signal_exit = TRUE; });
+    answer([](SerialClient &, const SerialRequest &) {
+        __atomic_store_n(&g_util_in_signal_exit, TRUE, __ATOMIC_SEQ_CST);
+    });
     char to[8];
     EXPECT_EQ(SERIALCOM_read_new(&lnk, to, sizeof to), -1);
     EXPECT_EQ(SERIALCOM_test_connected_ext(&lnk), 1);
     EXPECT_FALSE(SERIALCOM_wait_request_done(&lnk)); // at once, also with an answer
-    g_util_in_signal_exit = FALSE;
+    __atomic_store_n(&g_util_in_signal_exit, FALSE, __ATOMIC_SEQ_CST);
 }
 
 TEST_F(SerialLink, WaitingWithoutARequestReturnsFalseAtOnce) {
