@@ -25,6 +25,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -159,6 +160,7 @@ class Process {
         for (const std::string &word : command)
             arguments.push_back(const_cast<char *>(word.c_str()));
         arguments.push_back(nullptr);
+        prctl(PR_SET_PDEATHSIG, SIGTERM); // also when the driver gives up
         const int null = open("/dev/null", O_RDWR);
         dup2(null, 1);
         dup2(null, 2);
