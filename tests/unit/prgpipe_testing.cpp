@@ -58,11 +58,11 @@ void PrgpipeThread::kill_child(int impatient) {
     PRGPIPE_killchild(&child);
 }
 
-void PrgpipeThread::expect_empty_link() const {
-    EXPECT_EQ(child.write_stdin, -1);
-    EXPECT_EQ(child.read_stdout, -1);
-    EXPECT_EQ(child.read_stderr, -1);
-    EXPECT_EQ(child.child_pid, -1);
+void expect_empty(const PRGPIPE_link &link) {
+    EXPECT_EQ(link.write_stdin, -1);
+    EXPECT_EQ(link.read_stdout, -1);
+    EXPECT_EQ(link.read_stderr, -1);
+    EXPECT_EQ(link.child_pid, -1);
 }
 
 } // namespace zeb::test

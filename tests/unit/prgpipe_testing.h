@@ -38,6 +38,9 @@ int exit_status(pid_t child);
 BOOL run_program(PRGPIPE_link *child, const char *cmd, std::vector<std::string> args,
                  bool grab_stderr = false);
 
+// The link names neither pipes nor a child.
+void expect_empty(const PRGPIPE_link &link);
+
 // Children with the table of descriptors serviced by the module's own thread.
 class PrgpipeThread : public ZebfileThread {
   protected:
@@ -61,7 +64,7 @@ class PrgpipeThread : public ZebfileThread {
     void expect_report(const std::string &text) {
         EXPECT_THAT(err.text(), testing::HasSubstr(text));
     }
-    void expect_empty_link() const;
+    void expect_empty_link() const { expect_empty(child); }
 
     PRGPIPE_link child = {-1, -1, -1, -1};
 };

@@ -49,11 +49,18 @@ class FewDescriptors {
     std::vector<int> held_;
 };
 
+// What the undefined behaviour sanitizer may borrow while a thread looks at its first objects.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int k_borrowed = 2;
+#else
+constexpr int k_borrowed = 0;
+#endif
+
 } // namespace
 
 // Without descriptors the undefined behaviour sanitizer cannot look at an object, so what runs then
-// is no member.
-TEST_F(PrgpipeFaults, APipeThatCannotBeCreatedIsReportedAndLeavesNothing) {
+// is no member; and it borrows some at times, so no thread runs that might.
+TEST(PrgpipeWithoutThread, APipeThatCannotBeCreatedIsReportedAndLeavesNothing) {
     const std::set<int> before = open_descriptors();
     for (const int free : {0, 1, 2, 3, 4, 5}) {
         StderrCapture step;
@@ -64,8 +71,7 @@ TEST_F(PrgpipeFaults, APipeThatCannotBeCreatedIsReportedAndLeavesNothing) {
             started = run_program(&link, "/bin/cat", {}, free > 3);
         }
         EXPECT_FALSE(started) << free;
-        child = link;
-        expect_empty_link();
+        expect_empty(link);
         EXPECT_THAT(step.finish(),
                     HasSubstr("Unable to create pipe: Too many open files (prgpipe"));
         EXPECT_EQ(open_descriptors(), before) << free;
@@ -76,7 +82,7 @@ TEST_F(PrgpipeFaults, TwoDescriptorsAPipeAreEnough) {
     PRGPIPE_link link;
     BOOL started;
     {
-        FewDescriptors few(4);
+        FewDescriptors few(4 + k_borrowed);
         started = run_program(&link, "/bin/cat", {});
     }
     child = link;
