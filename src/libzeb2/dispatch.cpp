@@ -169,6 +169,23 @@ bool select_contains(int fh, const fd_set *set) {
     return holds(fh) && FD_ISSET(fh, set);
 }
 
+void close_socket(int *fh, int *clear_fh) {
+    if (*fh == -1)
+        return;
+    *clear_fh = *fh;
+    close(*fh);
+    *fh = -1;
+}
+
+bool select_forget(int *clear_fh, fd_set *rx_fds, fd_set *tx_fds) {
+    if (*clear_fh == -1)
+        return false;
+    select_remove(*clear_fh, rx_fds);
+    select_remove(*clear_fh, tx_fds);
+    *clear_fh = -1;
+    return true;
+}
+
 int select_highest(const fd_set *rx_fds, const fd_set *tx_fds, int fd_max) {
     int fh = fd_max < FD_SETSIZE ? fd_max : FD_SETSIZE - 1;
     while (fh >= 0 && !FD_ISSET(fh, rx_fds) && !FD_ISSET(fh, tx_fds))

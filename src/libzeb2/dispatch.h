@@ -49,6 +49,10 @@ bool select_fits(int fh);
 void select_add(int fh, fd_set *set, int *fd_max);
 void select_remove(int fh, fd_set *set);
 bool select_contains(int fh, const fd_set *set);
+// Closes the socket *fh, if there is one, and leaves its number in *clear_fh for the loop.
+void close_socket(int *fh, int *clear_fh);
+// Takes a socket that was closed out of both sets; false when there is none.
+bool select_forget(int *clear_fh, fd_set *rx_fds, fd_set *tx_fds);
 // The highest descriptor up to fd_max that either set holds, or -1.
 int select_highest(const fd_set *rx_fds, const fd_set *tx_fds, int fd_max);
 

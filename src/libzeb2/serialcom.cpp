@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 // The layout on the wire.
 static_assert(sizeof(SERIALD_connect_params) == 256);
@@ -169,11 +168,7 @@ bool is_zeroed(const SERIALCOM_link *lnk) {
 bool clean_up(SERIALCOM_link *lnk) {
     // A servicing thread that has lost the link may still be about to release the mutex.
     ZEB_LOCK(guard, &lnk->mtx);
-    if (lnk->fh != -1) {
-        lnk->clear_fh = lnk->fh;
-        close(lnk->fh);
-        lnk->fh = -1;
-    }
+    zeb::close_socket(&lnk->fh, &lnk->clear_fh);
     NETMSG_delete_buffer(&lnk->rx);
     NETMSG_delete_buffer(&lnk->tx);
     free(lnk->r_buffer);

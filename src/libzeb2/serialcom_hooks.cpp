@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 namespace {
 
@@ -234,11 +233,7 @@ bool has_sets(const SERIALCOM_link *lnk, const fd_set *rx_fds, const fd_set *tx_
 namespace zeb {
 
 void link_lost(SERIALCOM_link *lnk) {
-    if (lnk->fh != -1) {
-        lnk->clear_fh = lnk->fh;
-        close(lnk->fh);
-        lnk->fh = -1;
-    }
+    close_socket(&lnk->fh, &lnk->clear_fh);
     lnk->stat = SERIALCOM_S_UNLINKED;
     pthread_cond_broadcast(&lnk->req_cond);
 }
@@ -262,13 +257,7 @@ BOOL SERIALCOM_dispatch_pre_select(SERIALCOM_link *lnk, fd_set *rx_fds, fd_set *
     if (!has_sets(lnk, rx_fds, tx_fds) || !ZEB_CHECK(fd_max != nullptr))
         return TRUE;
     ZEB_LOCK(guard, &lnk->mtx);
-    if (lnk->clear_fh != -1) {
-        zeb::select_remove(lnk->clear_fh, rx_fds);
-        zeb::select_remove(lnk->clear_fh, tx_fds);
-        lnk->clear_fh = -1;
-        return TRUE;
-    }
-    if (lnk->fh == -1)
+    if (zeb::select_forget(&lnk->clear_fh, rx_fds, tx_fds) || lnk->fh == -1)
         return TRUE;
     zeb::select_add(lnk->fh, rx_fds, fd_max);
     if (wants_to_send(lnk)) {

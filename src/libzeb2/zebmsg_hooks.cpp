@@ -4,7 +4,6 @@
 #include "dispatch.h"
 #include "util.h"
 
-#include <unistd.h>
 
 namespace {
 
@@ -181,11 +180,7 @@ bool wants_to_send(const ZEBMSG_link *lnk) {
 namespace zeb {
 
 void link_lost(ZEBMSG_link *lnk) {
-    if (lnk->fh == -1)
-        return;
-    lnk->clear_fh = lnk->fh;
-    close(lnk->fh);
-    lnk->fh = -1;
+    close_socket(&lnk->fh, &lnk->clear_fh);
 }
 
 } // namespace zeb
@@ -202,12 +197,8 @@ BOOL ZEBMSG_dispatch_init(ZEBMSG_link *lnk, fd_set *rx_fds, fd_set *tx_fds, int 
 
 BOOL ZEBMSG_dispatch_pre_select(ZEBMSG_link *lnk, fd_set *rx_fds, fd_set *tx_fds, int *fd_max) {
     ZEB_LOCK(guard, &lnk->mtx);
-    if (lnk->clear_fh != -1) {
-        zeb::select_remove(lnk->clear_fh, rx_fds);
-        zeb::select_remove(lnk->clear_fh, tx_fds);
-        lnk->clear_fh = -1;
+    if (zeb::select_forget(&lnk->clear_fh, rx_fds, tx_fds))
         lnk->stat = ZEBMSG_S_UNLINKED;
-    }
     if (lnk->fh == -1)
         return TRUE;
     zeb::select_add(lnk->fh, rx_fds, fd_max);
