@@ -25,26 +25,21 @@ class FewDescriptors {
   public:
     explicit FewDescriptors(int free) {
         getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit low = {*open_descriptors().rbegin() + 20UL, before_.rlim_max};
+        const std::set<int> open = open_descriptors();
+        const rlimit low = {*open.rbegin() + 20UL, before_.rlim_max};
         setrlimit(RLIMIT_NOFILE, &low);
-        for (int fh = dup(0); fh != -1; fh = dup(0))
-            held_.push_back(fh);
-        for (; free > 0; --free)
-            release();
+        for (size_t left = low.rlim_cur - open.size(); left > size_t(free); --left)
+            held_.push_back(dup(0));
     }
     ~FewDescriptors() {
-        while (!held_.empty())
-            release();
+        for (const int fh : held_)
+            close(fh);
         setrlimit(RLIMIT_NOFILE, &before_);
     }
     FewDescriptors(const FewDescriptors &) = delete;
     FewDescriptors &operator=(const FewDescriptors &) = delete;
 
   private:
-    void release() {
-        close(held_.back());
-        held_.pop_back();
-    }
     rlimit before_;
     std::vector<int> held_;
 };
