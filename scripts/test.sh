@@ -53,6 +53,10 @@ done
 
 echo
 if [ ${#failed[@]} -gt 0 ]; then
+    # The names once more at the end, where a reader of a long log looks first.
+    for preset in "${failed[@]}"; do
+        sed "s/^[0-9]*:/$preset: failed: /" "build/$preset/Testing/Temporary/LastTestsFailed.log" || true
+    done
     echo "FAILED in: ${failed[*]}"
     exit 1
 fi
