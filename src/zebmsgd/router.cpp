@@ -59,6 +59,7 @@ void Router::doom(Peer &peer, const char *why, bool at_fault) {
 
 void Router::join(Peer &peer) {
     peer.open = true;
+    peer.joined_at = next_stamp_;
     peers_.push_back(&peer);
     if (!peer.name.empty())
         by_name_[key_of(peer.name)] = &peer;
@@ -153,12 +154,14 @@ void Router::retain(Peer &from, const Message &message, const Frame &frame) {
     }
     from.retained_bytes = from.retained_bytes - before + frame.size();
     if (known != retained_at_.end()) {
-        retained_.at(known->second).frame = frame;
+        Retained &entry = retained_.at(known->second);
+        entry.frame = frame;
+        entry.stamp = next_stamp_++;
         return;
     }
     ++from.retained;
     retained_at_.emplace(key, next_retained_);
-    retained_.emplace(next_retained_++, Retained{&from, key.second, frame});
+    retained_.emplace(next_retained_++, Retained{&from, key.second, frame, next_stamp_++});
 }
 
 void Router::forget_retained(const Peer &peer) {
@@ -210,12 +213,16 @@ void Router::continue_replay(Peer &peer) {
     peer.replay_next = peer.replay_end;
 }
 
-// One that was meant for a single client is replayed to that client alone.
+// One that was meant for a single client is replayed to that client alone; one that passed while
+// the client was connected already is not said twice.
 void Router::replay(Peer &to, const Retained &entry) {
     const auto message = parse_message(entry.frame.payload());
     if (!message)
         return;
-    const bool for_all = (message->flags & k_flag_publish) != 0 || message->destination.empty();
+    const bool published = (message->flags & k_flag_publish) != 0;
+    if (entry.stamp >= to.joined_at && (published || !message->destination.empty()))
+        return;
+    const bool for_all = published || message->destination.empty();
     if (for_all || key_of(message->destination) == key_of(to.name))
         deliver(to, Subject(*message, entry.from->name, entry.from->announced), entry.frame);
 }

@@ -56,6 +56,8 @@ struct Peer {
 
     size_t retained = 0;
     size_t retained_bytes = 0;
+    uint64_t joined_at =
+        0; // retained messages with this stamp or a later one came while it was here
     uint64_t replay_next = 0; // retained messages below replay_end are still to be replayed
     uint64_t replay_end = 0;
     std::vector<const char *> reported_drops;
@@ -106,6 +108,7 @@ class Router {
         Peer *from;
         std::string type;
         Frame frame;
+        uint64_t stamp;
     };
 
     void publish(Peer &from, const Message &message, const Frame &frame);
@@ -123,6 +126,7 @@ class Router {
     std::map<uint64_t, Retained> retained_;
     std::map<std::pair<const Peer *, std::string>, uint64_t> retained_at_;
     uint64_t next_retained_ = 1;
+    uint64_t next_stamp_ = 1; // counts replacements too
 };
 
 } // namespace zebmsgd

@@ -31,6 +31,14 @@ struct RouterTest : testing::Test {
     void route(Peer &from, const std::string &payload) {
         router.route(from, *parse_message(payload));
     }
+
+    // A client that comes after what was routed so far.
+    void join_late(const std::string &name = "late") {
+        late.name = name;
+        router.join(late);
+    }
+
+    Peer late{1 << 20};
 };
 
 TEST_F(RouterTest, APublishedMessageGoesToEveryOtherClient) {
@@ -123,9 +131,7 @@ TEST_F(RouterTest, RetainedMessagesAreReplayedInTheOrderOfTheirFirstAppearance) 
     route(b, packed(3, "MSG_ONE"));
     route(a, packed(3, "MSG_TWO"));
     route(a, packed(3, "MSG_ONE", "", "", "", "new"));
-    Peer late{1 << 20};
-    late.name = "late";
-    router.join(late);
+    join_late();
     EXPECT_THAT(take_names(late), IsEmpty());
     router.begin_replay(late);
     const auto got = take(late);
@@ -133,17 +139,31 @@ TEST_F(RouterTest, RetainedMessagesAreReplayedInTheOrderOfTheirFirstAppearance) 
     EXPECT_EQ(got[0].name + " from " + got[0].source + " " + got[0].rest, "MSG_ONE from a new");
     EXPECT_EQ(got[1].source, "b");
     EXPECT_EQ(got[2].name, "MSG_TWO");
-    router.leave(late);
 }
 
 TEST_F(RouterTest, AClientGetsOneReplayAndNotItsOwnMessages) {
     route(a, packed(3, "MSG_ONE"));
-    take(b);
-    router.begin_replay(b);
-    router.begin_replay(b);
-    EXPECT_THAT(take_names(b), ElementsAre("MSG_ONE from a"));
+    join_late();
+    router.begin_replay(late);
+    router.begin_replay(late);
+    EXPECT_THAT(take_names(late), ElementsAre("MSG_ONE from a"));
     router.begin_replay(a);
     EXPECT_THAT(take_names(a), IsEmpty());
+}
+
+TEST_F(RouterTest, WhatPassedBeforeTheNoticeOfConnectingIsNotReplayed) {
+    route(a, packed(3, "MSG_OLD"));
+    route(a, packed(3, "MSG_BOTH"));
+    route(a, packed(2, "MSG_KEPT"));
+    join_late();
+    route(a, packed(3, "MSG_NEW"));
+    route(a, packed(3, "MSG_BOTH"));
+    route(a, packed(2, "MSG_MINE", "late"));
+    route(a, packed(2, "MSG_KEPT"));
+    EXPECT_THAT(take_names(late),
+                ElementsAre("MSG_NEW from a", "MSG_BOTH from a", "MSG_MINE from a"));
+    router.begin_replay(late);
+    EXPECT_THAT(take_names(late), ElementsAre("MSG_OLD from a", "MSG_KEPT from a"));
 }
 
 TEST_F(RouterTest, AClientsRetainedMessagesGoWhenItGoes) {
@@ -151,9 +171,9 @@ TEST_F(RouterTest, AClientsRetainedMessagesGoWhenItGoes) {
     route(b, packed(3, "MSG_TWO"));
     router.leave(a);
     EXPECT_EQ(router.retained(), 1u);
-    take(c);
-    router.begin_replay(c);
-    EXPECT_THAT(take_names(c), ElementsAre("MSG_TWO from b"));
+    join_late();
+    router.begin_replay(late);
+    EXPECT_THAT(take_names(late), ElementsAre("MSG_TWO from b"));
 }
 
 TEST_F(RouterTest, AMessageRetainedWithoutPublishingWaitsForLaterClients) {
@@ -165,40 +185,37 @@ TEST_F(RouterTest, AMessageRetainedWithoutPublishingWaitsForLaterClients) {
 
 TEST_F(RouterTest, AMessageRetainedForOneClientIsReplayedToThatClient) {
     route(a, packed(2, "MSG_ONE", "late"));
-    Peer late{1 << 20};
-    late.name = "LATE";
-    router.join(late);
+    join_late("LATE");
     router.begin_replay(late);
     router.begin_replay(b);
     EXPECT_THAT(take_names(late), ElementsAre("MSG_ONE from a"));
     EXPECT_THAT(take_names(b), IsEmpty());
-    router.leave(late);
 }
 
 TEST_F(RouterTest, ReplaysAreFilteredLikeAnythingElse) {
     route(a, packed(3, "MSG_ONE"));
-    take(b);
-    b.filters.add(Filter());
-    router.begin_replay(b);
-    EXPECT_THAT(take_names(b), IsEmpty());
+    join_late();
+    late.filters.add(Filter());
+    router.begin_replay(late);
+    EXPECT_THAT(take_names(late), IsEmpty());
 }
 
 TEST_F(RouterTest, AReplayLargerThanTheQueueIsContinuedAsItEmpties) {
     for (int i = 0; i < 40; ++i)
         route(a, packed(2, "MSG_" + std::to_string(i), "", "", "", std::string(1000, 'x')));
-    Peer late{16384};
-    late.name = "late";
-    router.join(late);
-    router.begin_replay(late);
+    Peer small{16384};
+    small.name = "late";
+    router.join(small);
+    router.begin_replay(small);
     size_t got = 0;
-    while (late.doom == nullptr && late.replay_next < late.replay_end) {
-        got += take(late).size();
-        router.continue_replay(late);
+    while (small.doom == nullptr && small.replay_next < small.replay_end) {
+        got += take(small).size();
+        router.continue_replay(small);
     }
-    got += take(late).size();
-    EXPECT_EQ(late.doom, nullptr);
+    got += take(small).size();
+    EXPECT_EQ(small.doom, nullptr);
     EXPECT_EQ(got, 40u);
-    router.leave(late);
+    router.leave(small);
 }
 
 TEST_F(RouterTest, TheOthersHearWhoLeft) {
