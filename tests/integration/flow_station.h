@@ -10,7 +10,8 @@ namespace zeb::test {
 
 class Flow : public Station {
   protected:
-    Flow() { configure("flow;Interval,0.05\nflow;Timeout,0.3\n"); }
+    // Time enough for an answer on a machine that is busy with other tests.
+    Flow() { configure("flow;Interval,0.05\nflow;Timeout,3\n"); }
 
     // The instrument, its flow at its valve within milliseconds and without noise.
     std::unique_ptr<Process> pump(std::vector<std::string> options = {}) {

@@ -123,6 +123,7 @@ TEST_F(Flow, WaitsForALineThatIsNotThereAtTheStart) {
 
 TEST_F(Flow, TellsASilentInstrumentOnceAndWhenItAnswersAgain) {
     ASSERT_TRUE(ready_);
+    configure("flow;Interval,0.05\nflow;Timeout,1\n");
     const auto status = run({"zebctl", "watch", "--json", "--type", "MSG_TSITMF_STATUS", "--count",
                              "2", "--timeout", "20"});
     ASSERT_TRUE(wait_for_clients(1));
@@ -180,7 +181,7 @@ TEST_F(Flow, ReportsAnInstrumentThatIsTooLate) {
 
 TEST_F(Flow, AsksTheAddressThatIsConfigured) {
     ASSERT_TRUE(ready_);
-    configure("flow;Interval,0.05\nflow;Timeout,0.3\nflow;Address,7\n");
+    configure("flow;Interval,0.05\nflow;Timeout,3\nflow;Address,7\n");
     const auto instrument = pump({"--address", "7", "--valve", "50"});
     const auto daemon = run({"flow"});
     EXPECT_TRUE(comes("MSG_TSITMF_INSTANT", "Q", 6.75));

@@ -23,7 +23,7 @@ class Logged : public Flow {
 
     // Gains for an instrument that answers within milliseconds.
     void keep(const std::string &lines) {
-        configure("Disk;LogDir,log\nDisk;StationID,abc\nflow;Interval,0.05\nflow;Timeout,0.3\n"
+        configure("Disk;LogDir,log\nDisk;StationID,abc\nflow;Interval,0.05\nflow;Timeout,3\n"
                   "flow;PID;P,1\nflow;PID;I,0.2\n" +
                   lines);
     }
