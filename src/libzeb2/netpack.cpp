@@ -135,3 +135,45 @@ BOOL NETPACK_unpack_message(const void *msg, size_t sz, NETPACK_message *out) {
 BOOL NETPACK_unpack_message_lib(const void *msg, size_t sz, NETPACK_message *out) {
     return unpack_message(private_catalogue(), msg, sz, out);
 }
+
+void NETPACK_iterate_ds_raw(const void *pds, const char *dstype, size_t dssize,
+                            NETPACK_ds_iterator_cb cb, void *param, const char *field_prefix) {
+    iterate_ds_raw(public_catalogue(), pds, dstype, dssize, cb, param, field_prefix);
+}
+
+void NETPACK_iterate_ds_raw_lib(const void *pds, const char *dstype, size_t dssize,
+                                NETPACK_ds_iterator_cb cb, void *param, const char *field_prefix) {
+    iterate_ds_raw(private_catalogue(), pds, dstype, dssize, cb, param, field_prefix);
+}
+
+void NETPACK_print_ds_raw(const void *pds, const char *dstype, size_t dssize, FILE *print_file,
+                          const char *line_prefix) {
+    print_ds_raw(public_catalogue(), pds, dstype, dssize, print_file, line_prefix, 0);
+}
+
+void NETPACK_print_ds_raw_lib(const void *pds, const char *dstype, size_t dssize, FILE *print_file,
+                              const char *line_prefix) {
+    print_ds_raw(private_catalogue(), pds, dstype, dssize, print_file, line_prefix, 0);
+}
+
+void NETPACK_print_ds(const void *pds, size_t dssize, FILE *print_file, const char *line_prefix) {
+    print_ds(public_catalogue(), pds, dssize, print_file, line_prefix);
+}
+
+void NETPACK_print_ds_lib(const void *pds, size_t dssize, FILE *print_file,
+                          const char *line_prefix) {
+    print_ds(private_catalogue(), pds, dssize, print_file, line_prefix);
+}
+
+void NETPACK_print_tabular_header_zebfile(const NETDSD_entry *desc, int fh, const char *prefix) {
+    print_tabular_header(public_catalogue(), desc, fh, prefix);
+}
+
+void NETPACK_print_ds_tabular_raw_zebfile(const void *pds, const char *dstype, size_t dssize,
+                                          int fh) {
+    print_tabular(public_catalogue(), pds, dstype, dssize, fh);
+}
+
+size_t NETPACK_read_ds_tabular_raw(void *pds, const char *dstype, size_t dssize, const char *line) {
+    return read_tabular(public_catalogue(), pds, dstype, dssize, line);
+}

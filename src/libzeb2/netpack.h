@@ -121,6 +121,159 @@ ZEB_API void NETPACK_fill_mvc(void *pds, const char *dstype, size_t dssize);
 /* The same with the library's private catalogue. */
 ZEB_API void NETPACK_fill_mvc_lib(void *pds, const char *dstype, size_t dssize);
 
+/* ---- Records as named values ---- */
+
+/* What a value is: an int32_t, a double, a text, or bytes without a description. */
+typedef enum NETPACK_ds_iterator_types {
+    NETPACK_ITERATOR_LONG = 0,
+    NETPACK_ITERATOR_DOUBLE = 1,
+    NETPACK_ITERATOR_STRING = 2,
+    NETPACK_ITERATOR_BIN = 3
+} NETPACK_ds_iterator_types;
+
+/* Receives one value of a record.
+ * name: owned by the iteration, until the callback returns.
+ * value: by type, see NETPACK_iterate_ds_raw; until the callback returns. size: its bytes; of a
+ * text those before its terminator. param: the caller's own. */
+typedef void (*NETPACK_ds_iterator_cb)(char *name, NETPACK_ds_iterator_types type, void *value,
+                                       size_t size, void *param);
+
+/* Walks a record, nested records and arrays included, one call per value, fields in byte order of
+ * their names. With a prefix of "p_" the values of a field f of a record are named
+ *
+ *   p_f                  one value
+ *   p_f_1, p_f_2 ...     each element of an array of 2 or more
+ *   p_f_g, p_f_2_g       value g of the nested record f, or of its second element
+ *
+ *   field types                              handed out as          value points at
+ *   BOOL CHAR BYTE SHORT USHORT INT UINT     NETPACK_ITERATOR_LONG     an int32_t
+ *   LONG ULONG SIZET TIME and their arrays                             (unsigned: the same bits)
+ *   FTIME DOUBLE FLOAT and their arrays      NETPACK_ITERATOR_DOUBLE   a double
+ *   STRING                                   NETPACK_ITERATOR_STRING   the text in the record
+ *   BIN without a description                NETPACK_ITERATOR_BIN      the element in the record
+ *
+ * A text that lacks its terminator is handed out as a terminated copy, with a warning. Without a
+ * description of exactly `dssize` bytes, of the record or of a nested one, there is a warning and
+ * one value, the whole as NETPACK_ITERATOR_BIN, named p_Raw or p_f_Raw.
+ * pds: the record, not null, `dssize` bytes; only read, as long as the callback does so too.
+ * dstype: its structure's name, not null. cb: not null. param: handed to it.
+ * field_prefix: begins every name; null is empty.
+ * Returns nothing. A value whose name cannot be made without memory is reported and left out; so is
+ * what is nested more than 32 deep. Threads: any; the callback runs in the caller's. */
+ZEB_API void NETPACK_iterate_ds_raw(const void *pds, const char *dstype, size_t dssize,
+                                    NETPACK_ds_iterator_cb cb, void *param,
+                                    const char *field_prefix);
+/* The same with the library's private catalogue. */
+ZEB_API void NETPACK_iterate_ds_raw_lib(const void *pds, const char *dstype, size_t dssize,
+                                        NETPACK_ds_iterator_cb cb, void *param,
+                                        const char *field_prefix);
+
+/* Writes a record for people to read: a line per field, NAME(KIND)=VALUES, or NAME(KIND)[COUNT]=
+ * with a count above 1, where a text's count is the size of its array. KIND is the word of
+ * g_netpack_field_names.
+ *
+ *   field types                      one element                          between elements
+ *   BOOL                             TRUE or FALSE                        ,
+ *   CHAR BYTE                        two hex digits                       nothing
+ *   SHORT to SIZET                   decimal                              ,
+ *   TIME                             20140821_142401, or INVALID          ,
+ *   FTIME                            20140821_1424010250, or INVALID      ,
+ *   DOUBLE FLOAT                     +1.500000E+00 (%+012E)               ,
+ *   STRING                           the text as it is
+ *   BIN without a description        hex digits; a comma follows the first byte of each element but
+ *                                    the first
+ *   BIN of described records         a block each, lines indented by a tab:
+ *
+ *   parts(BIN)[2]=Part:{
+ *       tag(STRING)[4]=ab
+ *       },
+ *       {
+ *       tag(STRING)[4]=cd
+ *       }
+ *
+ * Without a description of exactly `dssize` bytes there is a warning and one line, "*RawData=" and
+ * all bytes in hex digits. Numbers do not depend on the locale.
+ * pds: the record, not null, `dssize` bytes; only read.
+ * dstype: its structure's name, not null.
+ * print_file: not null, open for writing; locked meanwhile, so that dumps do not mix. Failures to
+ * write stay with it (ferror).
+ * line_prefix: begins every line; null is empty.
+ * Returns nothing. Without memory for a prefix the dump stops; what is nested more than 32 deep is
+ * left out (both reported). Threads: any. */
+ZEB_API void NETPACK_print_ds_raw(const void *pds, const char *dstype, size_t dssize,
+                                  FILE *print_file, const char *line_prefix);
+/* The same with the library's private catalogue. */
+ZEB_API void NETPACK_print_ds_raw_lib(const void *pds, const char *dstype, size_t dssize,
+                                      FILE *print_file, const char *line_prefix);
+
+/* Writes what a package holds, by the names and types that it brings itself: any structure, known
+ * or not. The first line is "*Structure=" and the name, the others are those of
+ * NETPACK_print_ds_raw but for the count of texts, which packages lack. A raw package is a single
+ * "*RawData=" line. Control characters and backslashes of names and texts are written as \xHH, so
+ * that a line stays one.
+ * Undescribed elements are of the size that the catalogue's field of that name has; without one, all
+ * bytes up to the end of the package are written as that field's.
+ * pds: the package, `dssize` bytes, null only when `dssize` is 0; no byte beyond it is read.
+ * print_file, line_prefix: as above.
+ * Returns nothing. A package that ends early is reported and written as far as it goes.
+ * Threads: any. */
+ZEB_API void NETPACK_print_ds(const void *pds, size_t dssize, FILE *print_file,
+                              const char *line_prefix);
+/* The same with the library's private catalogue. */
+ZEB_API void NETPACK_print_ds_lib(const void *pds, size_t dssize, FILE *print_file,
+                                  const char *line_prefix);
+
+/* ---- Records as lines of columns (docs/formats/tabular.md) ----
+ *
+ * Fields are columns in byte order of their names, separated by commas; nested records are walked
+ * in place. No line end is written, that is the caller's.
+ *
+ *   field types                   columns        written                         read
+ *   BOOL                          one each       1 or 0                          always as 1
+ *   CHAR BYTE                     one each (*)   two hex digits                  strtol, base 16
+ *   SHORT to ULONG                one each       decimal                         strtol, base 0
+ *   SIZET                         one each       decimal                         decimal
+ *   TIME FTIME                    one each       UTIL_time2string,               UTIL_string2time,
+ *                                                UTIL_ftime2string               UTIL_string2ftime
+ *   DOUBLE FLOAT                  one each       +1.500000E+00 (%+012E)          atof
+ *   STRING                        one            the text as it is               cut to its array
+ *   BIN without a description     one each (*)   hex digits, see                 hex digits
+ *                                                NETPACK_print_ds_raw
+ *   BIN of described records      the columns of each record
+ *
+ * (*) An array of CHAR or BYTE is written as a single column, though header and reader have one per
+ * element; the commas of undescribed elements stand one byte off. */
+
+/* Queues the column names of a structure: prefix, field name, "_" and the element's number (from 1)
+ * in arrays of 2 or more; names of nested records are joined by "_".
+ * desc: null gives the single column "RawContents".
+ * fh: a writing entry of zebfile.h, as for ZEBFILE_printf.
+ * prefix: begins every name; null is empty.
+ * Returns nothing. Without memory for a nested prefix the header stops; what is nested more than 32
+ * deep is left out (both reported). Threads: any. */
+ZEB_API void NETPACK_print_tabular_header_zebfile(const NETDSD_entry *desc, int fh,
+                                                  const char *prefix);
+
+/* Queues the columns of a record. Without a description of exactly `dssize` bytes there is a
+ * warning, and all bytes are written as hex digits with a line end.
+ * pds: the record, not null, `dssize` bytes; only read.
+ * dstype: its structure's name, not null.
+ * fh: a writing entry of zebfile.h, as for ZEBFILE_printf.
+ * Returns nothing. What is nested more than 32 deep is left out (reported). Threads: any. */
+ZEB_API void NETPACK_print_ds_tabular_raw_zebfile(const void *pds, const char *dstype,
+                                                  size_t dssize, int fh);
+
+/* Reads a line of columns into a record. Text where a number belongs gives 0 (SIZET keeps what it
+ * held); columns beyond the last field are left alone. Without a description of exactly `dssize`
+ * bytes there is a warning, and pairs of hex digits are read as far as they go.
+ * pds: the record, not null, `dssize` bytes; what the line does not reach keeps its value.
+ * dstype: its structure's name, not null.
+ * line: without its line end, which would belong to the last column; not null.
+ * Returns the columns used, 1 without a description; a line that is too short is reported and gives
+ * those it had. 0 without memory. Threads: any. */
+ZEB_API size_t NETPACK_read_ds_tabular_raw(void *pds, const char *dstype, size_t dssize,
+                                           const char *line);
+
 /* ---- Messages ---- */
 
 /* Packs a message. Its attachment must be the structure that the catalogue ties to the type; part

@@ -16,10 +16,6 @@ struct Value {
     bool is_signed = false;
 };
 
-NETDSD_field_type scalar_of(NETDSD_field_type type) {
-    return type < NETDSD_FT_A_BOOL ? type : static_cast<NETDSD_field_type>(type - NETDSD_FT_A_BOOL);
-}
-
 template <class T> Value value_of(const char *from) {
     Value value;
     if constexpr (std::is_integral_v<T>) {

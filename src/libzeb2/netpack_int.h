@@ -15,6 +15,9 @@
 #include <string_view>
 #include <type_traits>
 
+// A name that lies unterminated in a package, as the arguments of "%.*s".
+#define NAME_ARGS(name) static_cast<int>((name).size()), (name).data()
+
 namespace zeb::netpack {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "packages carry the native byte order");
@@ -25,6 +28,8 @@ constexpr size_t k_max_name = 0xFFFF;           // lengths and counts are 16 bit
 constexpr size_t k_max_fixed_bytes = 16u << 20; // of one package: names, types, counts
 constexpr size_t k_write_slack = 16;            // see copy_fixed()
 constexpr size_t k_not_found = SIZE_MAX;
+constexpr char k_raw_package = 0;               // first byte of a package
+constexpr BYTE k_described_elements = 1;        // first byte of a BIN field
 
 // A growable array on malloc for plain values. A failed allocation is remembered, so that a builder
 // checks once at its end.
@@ -255,6 +260,19 @@ void fill_missing(const Catalogue &catalogue, const NETDSD_entry &entry, char *r
 size_t element_count(const NETDSD_field &field);
 // Bytes of the field in the record; SIZE_MAX when they cannot be counted.
 size_t field_bytes(const NETDSD_field &field);
+// Whether the description fits a record of that many bytes; both may be null.
+bool is_usable(const NETDSD_entry *entry, const Plan *plan, size_t size);
+// The description of a record of that many bytes; null when there is none.
+const NETDSD_entry *find_usable(const Catalogue &catalogue, const char *name, size_t size);
+// Of that name in a description, whose fields are sorted; null when there is none.
+const NETDSD_field *find_field(const NETDSD_entry &entry, std::string_view name);
+// Bytes of a STRING member before its terminator; all of them, with a warning, when it lacks one.
+size_t text_size(const char *text, const NETDSD_field &field);
+
+// The scalar type of an array; codes 0 to 27.
+inline NETDSD_field_type scalar_of(NETDSD_field_type type) {
+    return type < NETDSD_FT_A_BOOL ? type : static_cast<NETDSD_field_type>(type - NETDSD_FT_A_BOOL);
+}
 
 void *package_ds(const Catalogue &catalogue, const void *pds, const char *dstype, size_t dssize,
                  size_t *out_size);
@@ -263,6 +281,19 @@ size_t unpack_ds(const Catalogue &catalogue, const void *pkg, size_t pkgsize, vo
 void fill_mvc(const Catalogue &catalogue, void *pds, const char *dstype, size_t dssize);
 void *package_message(const Catalogue &catalogue, const NETPACK_message *in, size_t *out_size);
 bool unpack_message(const Catalogue &catalogue, const void *msg, size_t size, NETPACK_message *out);
+void iterate_ds_raw(const Catalogue &catalogue, const void *pds, const char *dstype, size_t dssize,
+                    NETPACK_ds_iterator_cb cb, void *param, const char *field_prefix);
+// `print_recurse` is 0 for a record of its own and the number, from 1, of a nested element.
+void print_ds_raw(const Catalogue &catalogue, const void *pds, const char *dstype, size_t dssize,
+                  FILE *print_file, const char *line_prefix, size_t print_recurse);
+void print_ds(const Catalogue &catalogue, const void *pds, size_t dssize, FILE *print_file,
+              const char *line_prefix);
+void print_tabular_header(const Catalogue &catalogue, const NETDSD_entry *desc, int fh,
+                          const char *prefix);
+void print_tabular(const Catalogue &catalogue, const void *pds, const char *dstype, size_t dssize,
+                   int fh);
+size_t read_tabular(const Catalogue &catalogue, void *pds, const char *dstype, size_t dssize,
+                    const char *line);
 
 // A record about to be packed: measured first, so that the package can be written straight into
 // the place where it belongs.
@@ -290,6 +321,13 @@ class Packing {
     size_t *sums_ = sums_inline_; // bytes of the texts before text i
     size_t *sums_heap_ = nullptr;
     size_t sums_inline_[k_inline_texts + 1];
+};
+
+// One field as a package announces it.
+struct PackageField {
+    std::string_view name;
+    unsigned type = 0;
+    uint16_t count = 1;
 };
 
 // Reads bytes from outside: whatever is not there yields false or null, never a read.
@@ -322,6 +360,13 @@ class Reader {
         const char *from = take(size);
         *text = {from, from == nullptr ? 0 : size_t{size}};
         return from != nullptr;
+    }
+    bool read_header(PackageField *field) {
+        uint16_t type;
+        if (!read_text(&field->name) || !read(&type))
+            return false;
+        field->type = type;
+        return type >= k_type_count || !g_netpack_field_send_count[type] || read(&field->count);
     }
     bool skip_if(const char *expected, size_t size) {
         if (size > remaining() || !same_bytes(at_, expected, size))

@@ -15,16 +15,15 @@ char *copy_fixed(char *out, const char *from, size_t size) {
     return out + size;
 }
 
-// A member without its terminator is sent as far as the member goes.
-size_t text_size(const char *record, const PackStep &step) {
-    const size_t size = strnlen(record + step.offset, step.bytes);
-    if (size == step.bytes && size != 0)
-        ZEB_REPORT("WARNING: Text of field \"%s\" isn't terminated, sending its first %zu bytes",
-                   step.field->name, size);
+} // namespace
+
+size_t text_size(const char *text, const NETDSD_field &field) {
+    const size_t size = strnlen(text, field.count);
+    if (size == field.count && size != 0)
+        ZEB_REPORT("WARNING: Text of field \"%s\" isn't terminated, using its first %zu bytes",
+                   field.name, size);
     return size;
 }
-
-} // namespace
 
 bool Packing::prepare(const Catalogue &catalogue, const void *pds, const char *dstype,
                       size_t dssize) {
@@ -61,7 +60,7 @@ bool Packing::measure_texts() {
     for (const PackStep &step : plan_->steps) {
         if (step.kind != StepKind::text)
             continue;
-        const size_t size = text_size(record_, step);
+        const size_t size = text_size(record_ + step.offset, *step.field);
         if (size > k_max_name) {
             ZEB_REPORT("Text of field \"%s\" in structure \"%s\" is too long to pack (%zu bytes)",
                        step.field->name, plan_->entry->name, size);

@@ -401,6 +401,10 @@ const NETMSG_entry *find_message(const Catalogue &catalogue, std::string_view na
     return row == k_not_found ? nullptr : &catalogue.messages[row];
 }
 
+const NETDSD_field *find_field(const NETDSD_entry &entry, std::string_view name) {
+    return search_rows(entry.fields, entry.count_fields, name);
+}
+
 const Plan *plan_of(const Catalogue &catalogue, const NETDSD_entry *entry) {
     Tables *tables = tables_of(catalogue);
     if (tables == nullptr)
@@ -422,6 +426,17 @@ const Plan *find_plan(const Catalogue &catalogue, const char *name, const NETDSD
     if (plan != nullptr)
         latest.store(plan, std::memory_order_release);
     return plan;
+}
+
+bool is_usable(const NETDSD_entry *entry, const Plan *plan, size_t size) {
+    return entry != nullptr && entry->total_size == size &&
+           (plan != nullptr ? plan->sound : is_sound(*entry));
+}
+
+const NETDSD_entry *find_usable(const Catalogue &catalogue, const char *name, size_t size) {
+    const NETDSD_entry *entry;
+    const Plan *plan = find_plan(catalogue, name, &entry);
+    return is_usable(entry, plan, size) ? entry : nullptr;
 }
 
 void free_plans(const Catalogue &catalogue) {

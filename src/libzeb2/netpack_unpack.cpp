@@ -6,14 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 
-// A name that lies unterminated in a package, as the arguments of "%.*s".
-#define NAME_ARGS(name) static_cast<int>((name).size()), (name).data()
-
 namespace zeb::netpack {
 namespace {
-
-constexpr BYTE k_raw_package = 0;
-constexpr BYTE k_described_elements = 1;
 
 size_t unpack_structure(const Catalogue &catalogue, const NETDSD_entry *entry, const Plan *plan,
                         Reader reader, char *dest, size_t destsize, const char *dstype, int depth);
@@ -65,18 +59,10 @@ class RecordFiller {
     bool fill();
 
   private:
-    // One field as the package announces it.
-    struct PackageField {
-        std::string_view name;
-        unsigned type = 0;
-        uint16_t count = 1;
-    };
-
     bool read_opening(size_t *count);
     bool read_fields(size_t count);
     size_t take_expected_values(size_t count);
     bool read_field();
-    bool read_header(PackageField *header);
     bool take_matching(size_t i);
     bool take_differing(size_t i, const PackageField &header);
     bool take_unknown(const PackageField &header);
@@ -203,7 +189,7 @@ bool RecordFiller::read_field() {
             return take_matching(next);
     }
     PackageField header;
-    if (!read_header(&header))
+    if (!reader_.read_header(&header))
         return false;
     const size_t i = plan_.find_field(header.name);
     if (i == k_not_found)
@@ -214,15 +200,6 @@ bool RecordFiller::read_field() {
         (header.type == NETDSD_FT_STRING || header.count == local.count))
         return take_matching(i);
     return take_differing(i, header);
-}
-
-bool RecordFiller::read_header(PackageField *header) {
-    uint16_t type;
-    if (!reader_.read_text(&header->name) || !reader_.read(&type))
-        return false;
-    header->type = type;
-    return type >= k_type_count || !g_netpack_field_send_count[type] ||
-           reader_.read(&header->count);
 }
 
 // The field has the local type and count.
@@ -519,11 +496,6 @@ size_t unpack_described(const Catalogue &catalogue, const Plan &plan, Reader rea
                "isn't using it",
                dstype);
     return take_raw_package(reader, dest, destsize);
-}
-
-bool is_usable(const NETDSD_entry *entry, const Plan *plan, size_t size) {
-    return entry != nullptr && entry->total_size == size &&
-           (plan != nullptr ? plan->sound : is_sound(*entry));
 }
 
 // `plan` is null without a description, and without memory for a plan.
