@@ -1,5 +1,7 @@
-/* nephaurora4000.h - three-wavelength nephelometer that measures from several starting angles.
- * Arrays of three hold blue, green, red. */
+/* nephaurora4000.h - integrating nephelometer with a light-emitting diode source, at 450, 525 and
+ * 635 nm, whose shutter takes several positions: scattering from each of its starting angles to 170
+ * deg. Arrays of three hold blue, green, red. Missing: MVC in a real, -1 in a time. The bits of
+ * flags are listed in the status record. */
 #ifndef ZEB2_DEFINITIONS_NEPHAURORA4000_H
 #define ZEB2_DEFINITIONS_NEPHAURORA4000_H
 
@@ -13,23 +15,29 @@
 typedef struct {
     double angle;     /* Starting angle (deg) | ZANGLE_${INST:S\d+} | 0;90 */
     double Bs[3];     /* Scattering coefficient from the angle on (1/Mm) |
-                         Bsn${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
-    double counts[3]; /* Count rate from the angle on (Hz) | Csn${INDEX:B:G:R}_${INST:S\d+} */
+                         Bsn${INDEX:B:G:R}_${INST:S\d+} | -100;1E5 */
+    double counts[3]; /* Count rate from the angle on (Hz) |
+                         Csn${INDEX:B:G:R}_${INST:S\d+} | 0;1E7 */
 } NET_NEPHAURORA4000_Angle;
 
-/* Total scattering, and each of the first n angles. */
+/* Total scattering (from 10 deg on) and backscattering (from 90 deg on), and each of the first n
+ * angles. */
 typedef struct {
-    double Bs[3];  /* Scattering coefficient (1/Mm) | Bs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
-    double Bbs[3]; /* Backscattering coefficient (1/Mm) | Bbs${INDEX:B:G:R}_${INST:S\d+} | 0;1E6 */
+    double Bs[3];  /* Scattering coefficient (1/Mm) | Bs${INDEX:B:G:R}_${INST:S\d+} | -100;1E5 */
+    double Bbs[3]; /* Backscattering coefficient (1/Mm) |
+                      Bbs${INDEX:B:G:R}_${INST:S\d+} | -100;1E5 */
     BYTE n;        /* Number of angles measured */
     NET_NEPHAURORA4000_Angle angles[NEPHAURORA4000_ANGLES];
 } NET_NEPHAURORA4000_Scattering;
 
+/* Detector counts: dark, of the reference shutter, and of the sample. */
 typedef struct {
-    double dark;         /* Dark count rate (Hz) | Cd_${INST:S\d+} */
-    double reference[3]; /* Reference count rate (Hz) | Cf${INDEX:B:G:R}_${INST:S\d+} */
-    double total[3];     /* Total scatter count rate (Hz) | Cs${INDEX:B:G:R}_${INST:S\d+} */
-    double back[3];      /* Backscatter count rate (Hz) | Cbs${INDEX:B:G:R}_${INST:S\d+} */
+    double dark;         /* Dark count rate (Hz) | Cd_${INST:S\d+} | 0;1E6 */
+    double reference[3]; /* Reference count rate (Hz) | Cf${INDEX:B:G:R}_${INST:S\d+} | 0;1E7 */
+    double total[3];     /* Total scatter count rate (Hz) | Cs${INDEX:B:G:R}_${INST:S\d+} | 0;1E7 */
+    double back[3];      /* Backscatter count rate (Hz) | Cbs${INDEX:B:G:R}_${INST:S\d+} | 0;1E7 */
+    double ratio[3];     /* Total scatter over reference count rate (1) |
+                            Cr${INDEX:B:G:R}_${INST:S\d+} | 0;10 */
 } NET_NEPHAURORA4000_Counts;
 
 typedef struct {
@@ -37,8 +45,8 @@ typedef struct {
     NET_NEPHAURORA4000_Scattering scat; /* *instant */
     NET_NEPHAURORA4000_Counts counts;
     double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
-    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} */
-    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} */
+    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} | -50;100 */
+    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} | -50;100 */
     double U;   /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
     WORD flags; /* Instrument status (bits) */
 } NET_NEPHAURORA4000_Instant;
@@ -49,50 +57,60 @@ typedef struct {
     NET_NEPHAURORA4000_Scattering scat; /* *instant */
     NET_NEPHAURORA4000_Counts counts;
     double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
-    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} */
-    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} */
+    double T1;  /* Sample temperature (C) | T1_${INST:S\d+} | -50;100 */
+    double T2;  /* Cell temperature (C) | T2_${INST:S\d+} | -50;100 */
     double U;   /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
     WORD flags; /* Every instrument status seen (bits) */
 } NET_NEPHAURORA4000_Avg;
 
 typedef struct {
     WORD mode;        /* 0 measuring, 1 blanking, 2 zeroing, 3 span check, 4 bypassed */
+    BOOL backscatter; /* Backscatter is measured */
     BOOL heater;      /* The inlet heater is on */
     BOOL fan;         /* The sample fan is on */
     FTIME mode_start; /* Start of the mode (s since 1970) */
-    FTIME mode_end;   /* Expected end of the mode (s since 1970) */
+    FTIME mode_end;   /* Expected end of the mode, -1 unknown (s since 1970) */
     BYTE n;           /* Number of angles measured */
     double angles[NEPHAURORA4000_ANGLES]; /* Starting angles (deg) */
 } NET_NEPHAURORA4000_Modes;
 
-/* Result of a zero with filtered air, in total and for each of the first n angles. */
+/* Result of a zero with filtered air: the light of the walls, in total and for each of the first n
+ * angles. */
 typedef struct {
     FTIME start_time;
     FTIME end_time;
     NET_NEPHAURORA4000_Scattering wall; /* *instant */
     double Bsw_shift[3];                /* Change of the wall scattering coefficient (1/Mm) |
-                                           Bsw${INDEX:B:G:R}d_${INST:S\d+} */
+                                           Bsw${INDEX:B:G:R}d_${INST:S\d+} | -1E3;1E3 */
     double Bbsw_shift[3];               /* Change of the wall backscattering coefficient (1/Mm) |
-                                           Bbsw${INDEX:B:G:R}d_${INST:S\d+} */
-    double P;                           /* Sample pressure (hPa) | Pw_${INST:S\d+} */
-    double T;                           /* Sample temperature (C) | Tw_${INST:S\d+} */
+                                           Bbsw${INDEX:B:G:R}d_${INST:S\d+} | -1E3;1E3 */
+    double P;                           /* Sample pressure (hPa) | Pw_${INST:S\d+} | 100;1200 */
+    double T;                           /* Sample temperature (C) | Tw_${INST:S\d+} | -50;100 */
 } NET_NEPHAURORA4000_Zero;
 
 typedef struct {
+    BOOL enabled;    /* Zeros run by this schedule */
     double interval; /* Time between zeros (s) */
     double offset;   /* Offset of the first zero from midnight UTC (s) */
     double flush;    /* Flush before and after the zero (s) */
     double duration; /* Duration of the zero (s) */
+    FTIME last_zero; /* End of the last zero, -1 before it (s since 1970) */
     FTIME next_zero; /* Time of the next zero (s since 1970) */
 } NET_NEPHAURORA4000_ZeroSchedule;
 
 typedef struct {
     WORD state;       /* 0 starting, 1 sampling, 2 zeroing, 3 span check, 4 no answer */
-    WORD major_state; /* State that the instrument reports */
-    WORD flags;       /* Instrument status (bits) */
-    WORD dio;         /* Digital inputs and outputs of the instrument (bits) */
-    double wavelengths[3];
-    double U_set; /* Relative humidity above which the heater runs (%) */
+    WORD major_state; /* State that the instrument reports: 0 normal, 1 span calibration, 2 zero
+                         calibration, 3 zero check, 4 span check, 5 zero adjustment, 6 system
+                         calibration, 7 environment calibration */
+    WORD flags; /* Instrument status (bits): 0 light source, 1 detector, 2 shutter position, 3 zero
+                   or span valve, 4 pressure, 5 sample temperature, 6 cell temperature, 7 relative
+                   humidity, 8 fan, 9 clock */
+    WORD dio;   /* Digital ports (bits): 0 zero pump, 1 span valve, 2 heater, 3 fan */
+    double wavelengths[3]; /* Wavelength of each colour (nm) */
+    double U_set;          /* Relative humidity above which the heater runs (%) */
+    double averaging;      /* Averaging time of the instrument's own filter (s) */
+    FTIME instrument_time; /* Time by the instrument's clock (s since 1970) */
     STRING serial_number[32];
     STRING firmware[32];
 } NET_NEPHAURORA4000_Status;

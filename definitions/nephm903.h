@@ -1,4 +1,5 @@
-/* nephm903.h - one-wavelength nephelometer with a flash lamp. */
+/* nephm903.h - integrating nephelometer with a flash lamp and one detector, at about 530 nm.
+ * Missing: MVC in a real, -1 in a time. The bits of flags are listed in the status record. */
 #ifndef ZEB2_DEFINITIONS_NEPHM903_H
 #define ZEB2_DEFINITIONS_NEPHM903_H
 
@@ -8,33 +9,41 @@
 
 typedef struct {
     FTIME time;
-    double Bs;     /* Scattering coefficient (1/Mm) | BsG_${INST:S\d+} | 0;1E6 */
-    double P;      /* Sample pressure (hPa) | P_${INST:S\d+} */
-    double T;      /* Sample temperature (C) | T_${INST:S\d+} */
+    double Bs;     /* Scattering coefficient (1/Mm) | BsG_${INST:S\d+} | -100;1E5 */
+    double P;      /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T;      /* Sample temperature (C) | T_${INST:S\d+} | -50;100 */
     double U;      /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
-    double lamp;   /* Flash lamp brightness (V) | Vl_${INST:S\d+} */
-    double signal; /* Scattered light signal (V) | Vs_${INST:S\d+} */
+    double lamp;   /* Flash lamp brightness (V) | Vl_${INST:S\d+} | 0;20 */
+    double signal; /* Scattered light signal (V) | Vs_${INST:S\d+} | -1;20 */
     WORD flags;    /* Instrument status (bits) */
 } NET_NEPHM903_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double Bs;     /* Scattering coefficient (1/Mm) | BsG_${INST:S\d+} | 0;1E6 */
-    double P;      /* Sample pressure (hPa) | P_${INST:S\d+} */
-    double T;      /* Sample temperature (C) | T_${INST:S\d+} */
+    double Bs;     /* Scattering coefficient (1/Mm) | BsG_${INST:S\d+} | -100;1E5 */
+    double P;      /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
+    double T;      /* Sample temperature (C) | T_${INST:S\d+} | -50;100 */
     double U;      /* Sample relative humidity (%) | U_${INST:S\d+} | -5;110 */
-    double lamp;   /* Flash lamp brightness (V) | Vl_${INST:S\d+} */
-    double signal; /* Scattered light signal (V) | Vs_${INST:S\d+} */
+    double lamp;   /* Flash lamp brightness (V) | Vl_${INST:S\d+} | 0;20 */
+    double signal; /* Scattered light signal (V) | Vs_${INST:S\d+} | -1;20 */
     WORD flags;    /* Every instrument status seen (bits) */
 } NET_NEPHM903_Avg;
 
 typedef struct {
-    WORD state;        /* 0 starting, 1 sampling, 2 zeroing, 3 calibrating, 4 no answer */
-    WORD flags;        /* Instrument status (bits) */
-    double wavelength; /* Effective wavelength (nm) */
-    double clean_air;  /* Scattering coefficient of clean air (1/Mm) */
-    double offset;     /* Signal of the walls (1/Mm) */
+    WORD state; /* 0 starting, 1 sampling, 2 zeroing, 3 calibrating, 4 no answer */
+    WORD flags; /* Instrument status (bits): 0 flash lamp weak, 1 flash missed, 2 signal out of
+                   range, 3 pressure, 4 sample temperature, 5 relative humidity, 6 heater */
+    double wavelength;      /* Effective wavelength (nm) */
+    double averaging;       /* Averaging time of the instrument (s) */
+    double flash_rate;      /* Flashes of the lamp (Hz) */
+    double clean_air;       /* Scattering coefficient of clean air (1/Mm) */
+    double offset;          /* Signal of the walls (1/Mm) */
+    double span;            /* Calibration factor (1) */
+    BOOL heater;            /* The inlet heater is on */
+    FTIME last_zero;        /* End of the last zero, -1 before it (s since 1970) */
+    FTIME last_calibration; /* End of the last calibration, -1 before it (s since 1970) */
+    STRING serial_number[32];
     STRING firmware[32];
 } NET_NEPHM903_Status;
 
