@@ -1,4 +1,6 @@
-/* psap.h - one-wavelength filter absorption photometer. */
+/* psap.h - filter absorption photometer: the light that a loaded filter lets through beside a clean
+ * one, at about 565 nm. Missing: MVC in a real, -1 in a time, 0x55555555 in an int or DWORD. The
+ * bits of flags are listed in the status record. */
 #ifndef ZEB2_DEFINITIONS_PSAP_H
 #define ZEB2_DEFINITIONS_PSAP_H
 
@@ -8,51 +10,63 @@
 
 typedef struct {
     FTIME time;
-    double Ba;      /* Absorption coefficient (1/Mm) | BaG_${INST:A\d+} */
+    double Ba;      /* Absorption coefficient (1/Mm) | BaG_${INST:A\d+} | -100;1E5 */
     double Ir;      /* Filter transmittance (1) | IrG_${INST:A\d+} | 0;2 */
+    double Ip;      /* Sample detector signal (count) | IpG_${INST:A\d+} | 0;1E8 */
+    double If;      /* Reference detector signal (count) | IfG_${INST:A\d+} | 0;1E8 */
     double Q;       /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
-    double Ip;      /* Sample detector signal (count) | IpG_${INST:A\d+} */
-    double If;      /* Reference detector signal (count) | IfG_${INST:A\d+} */
-    double L;       /* Sample length on the filter (m) | L_${INST:A\d+} */
+    double L;       /* Sample length on the filter (m) | L_${INST:A\d+} | 0;1E6 */
     double Ba_inst; /* Absorption coefficient as the instrument reports it (1/Mm) |
-                       BaGi_${INST:A\d+} */
+                       BaGi_${INST:A\d+} | -100;1E5 */
     WORD flags;     /* Instrument status (bits) */
 } NET_PSAP_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double Ba;  /* Absorption coefficient (1/Mm) | BaG_${INST:A\d+} */
-    double Ir;  /* Filter transmittance (1) | IrG_${INST:A\d+} | 0;2 */
-    double Q;   /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
-    double Ip;  /* Sample detector signal (count) | IpG_${INST:A\d+} */
-    double If;  /* Reference detector signal (count) | IfG_${INST:A\d+} */
-    double L;   /* Sample length on the filter (m) | L_${INST:A\d+} */
-    WORD flags; /* Every instrument status seen (bits) */
+    double Ba;      /* Absorption coefficient (1/Mm) | BaG_${INST:A\d+} | -100;1E5 */
+    double Ir;      /* Filter transmittance (1) | IrG_${INST:A\d+} | 0;2 */
+    double Ip;      /* Sample detector signal (count) | IpG_${INST:A\d+} | 0;1E8 */
+    double If;      /* Reference detector signal (count) | IfG_${INST:A\d+} | 0;1E8 */
+    double Q;       /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
+    double L;       /* Sample length on the filter (m) | L_${INST:A\d+} | 0;1E6 */
+    double Ba_inst; /* Absorption coefficient as the instrument reports it (1/Mm) |
+                       BaGi_${INST:A\d+} | -100;1E5 */
+    WORD flags;     /* Every instrument status seen (bits) */
 } NET_PSAP_Avg;
 
-/* The filter in use and how the white filter before it read. */
+/* The filter in use and how the white filter before it read: Ir is the ratio of the sample and
+ * reference signals over that of the start. */
 typedef struct {
     FTIME filter_start; /* Time of the filter change (s since 1970) */
     DWORD filter_id;    /* Running number of the filter */
     double area;        /* Area of the spot (mm2) */
-    double Irw;         /* Intensity ratio of the white filter (1) | IrwG_${INST:F\d+} */
-    double Irs;         /* Intensity ratio at the start of the filter (1) | IrsG_${INST:F\d+} */
-    double volume;      /* Air sampled through the filter (m3) */
+    double Irw;         /* Intensity ratio of the white filter (1) | IrwG_${INST:F\d+} | 0;10 */
+    double Irs;    /* Intensity ratio at the start of the filter (1) | IrsG_${INST:F\d+} | 0;10 */
+    double volume; /* Air sampled through the filter (m3) | Qt_${INST:F\d+} | 0;1E4 */
+    FTIME white_start; /* Time of the white filter's change, -1 unknown (s since 1970) */
 } NET_PSAP_FilterInfo;
 
+/* How far a filter change has come. In a MSG_PSAP_SETFILTERSATUS the state and flow_on are what is
+ * asked for, and Ir_change where it is not missing; the rest is not read. */
 typedef struct {
     WORD state;         /* 0 sampling, 1 change wanted, 2 changing, 3 settling */
     BOOL flow_on;       /* Air is drawn through the filter */
     double Ir_change;   /* Transmittance below which a change is wanted (1) */
     double settle_left; /* Time until sampling begins (s) */
+    FTIME state_start;  /* Start of the state (s since 1970) */
 } NET_PSAP_FilterStatus;
 
 typedef struct {
-    WORD state;         /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
-    WORD flags;         /* Instrument status (bits) */
-    double calibration; /* Flow calibration factor (1) */
-    double averaging;   /* Averaging time of the instrument (s) */
+    WORD state; /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
+    WORD flags; /* Instrument status (bits): 0 transmittance low, 1 flow out of limits, 2 light
+                   source, 3 sample detector, 4 reference detector, 5 detector saturated, 6 filter
+                   cover open, 7 bypassed */
+    double wavelength;     /* Wavelength of the light source (nm) */
+    double calibration;    /* Flow calibration factor (1) */
+    double averaging;      /* Averaging time of the instrument (s) */
+    FTIME instrument_time; /* Time by the instrument's clock (s since 1970) */
+    STRING serial_number[32];
     STRING firmware[32];
 } NET_PSAP_Status;
 

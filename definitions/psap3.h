@@ -1,4 +1,7 @@
-/* psap3.h - three-wavelength filter absorption photometer. Arrays hold blue, green, red. */
+/* psap3.h - filter absorption photometer: the light that a loaded filter lets through beside a
+ * clean one, at 467, 530 and 660 nm. Arrays of three hold blue, green, red. Missing: MVC in a real,
+ * -1 in a time, 0x55555555 in an int or DWORD. The bits of flags are listed in the status record.
+ */
 #ifndef ZEB2_DEFINITIONS_PSAP3_H
 #define ZEB2_DEFINITIONS_PSAP3_H
 
@@ -8,58 +11,71 @@
 
 typedef struct {
     FTIME time;
-    double Ba[3];      /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} */
-    double Ir[3];      /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
-    double Ip[3];      /* Sample detector signal (count) | Ip${INDEX:B:G:R}_${INST:A\d+} */
-    double If[3];      /* Reference detector signal (count) | If${INDEX:B:G:R}_${INST:A\d+} */
-    double Ipz;        /* Sample detector signal, light off (count) | IpD_${INST:A\d+} */
-    double Ifz;        /* Reference detector signal, light off (count) | IfD_${INST:A\d+} */
-    double Q;          /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
-    double L;          /* Sample length on the filter (m) | L_${INST:A\d+} */
+    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} | -100;1E5 */
+    double Ir[3]; /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
+    double Ip[3]; /* Sample detector signal (count) | Ip${INDEX:B:G:R}_${INST:A\d+} | 0;1E8 */
+    double If[3]; /* Reference detector signal (count) | If${INDEX:B:G:R}_${INST:A\d+} | 0;1E8 */
+    double Ipz;   /* Sample detector signal, light off (count) | IpD_${INST:A\d+} | -1E7;1E7 */
+    double Ifz;   /* Reference detector signal, light off (count) | IfD_${INST:A\d+} | -1E7;1E7 */
+    double Q;     /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
+    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} | 0;1E6 */
     double Ba_inst[3]; /* Absorption coefficient as the instrument reports it (1/Mm) |
-                          Ba${INDEX:B:G:R}i_${INST:A\d+} */
+                          Ba${INDEX:B:G:R}i_${INST:A\d+} | -100;1E5 */
     WORD flags;        /* Instrument status (bits) */
 } NET_PSAP3_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} */
+    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} | -100;1E5 */
     double Ir[3]; /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
-    double Ip[3]; /* Sample detector signal (count) | Ip${INDEX:B:G:R}_${INST:A\d+} */
-    double If[3]; /* Reference detector signal (count) | If${INDEX:B:G:R}_${INST:A\d+} */
-    double Ipz;   /* Sample detector signal, light off (count) | IpD_${INST:A\d+} */
-    double Ifz;   /* Reference detector signal, light off (count) | IfD_${INST:A\d+} */
+    double Ip[3]; /* Sample detector signal (count) | Ip${INDEX:B:G:R}_${INST:A\d+} | 0;1E8 */
+    double If[3]; /* Reference detector signal (count) | If${INDEX:B:G:R}_${INST:A\d+} | 0;1E8 */
+    double Ipz;   /* Sample detector signal, light off (count) | IpD_${INST:A\d+} | -1E7;1E7 */
+    double Ifz;   /* Reference detector signal, light off (count) | IfD_${INST:A\d+} | -1E7;1E7 */
     double Q;     /* Sample flow (lpm) | Q_${INST:A\d+} | 0;10 */
-    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} */
-    WORD flags;   /* Every instrument status seen (bits) */
+    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} | 0;1E6 */
+    double Ba_inst[3]; /* Absorption coefficient as the instrument reports it (1/Mm) |
+                          Ba${INDEX:B:G:R}i_${INST:A\d+} | -100;1E5 */
+    WORD flags;        /* Every instrument status seen (bits) */
 } NET_PSAP3_Avg;
 
-/* The filter in use and how the white filter before it read. */
+/* The filter in use and how the white filter before it read: Ir is the ratio of the sample and
+ * reference signals over that of the start. */
 typedef struct {
-    FTIME filter_start; /* Time of the filter change (s since 1970) */
-    DWORD filter_id;    /* Running number of the filter */
-    double area;        /* Area of the spot (mm2) */
-    double wavelengths[3];
-    double Irw[3]; /* Intensity ratio of the white filter (1) | Irw${INDEX:B:G:R}_${INST:F\d+} */
-    double Irs[3]; /* Intensity ratio at the start of the filter (1) |
-                      Irs${INDEX:B:G:R}_${INST:F\d+} */
-    double volume; /* Air sampled through the filter (m3) */
+    FTIME filter_start;    /* Time of the filter change (s since 1970) */
+    DWORD filter_id;       /* Running number of the filter */
+    double area;           /* Area of the spot (mm2) */
+    double wavelengths[3]; /* Wavelength of each colour (nm) */
+    double Irw[3];     /* Intensity ratio of the white filter (1) | Irw${INDEX:B:G:R}_${INST:F\d+} |
+                          0;10 */
+    double Irs[3];     /* Intensity ratio at the start of the filter (1) |
+                          Irs${INDEX:B:G:R}_${INST:F\d+} | 0;10 */
+    double volume;     /* Air sampled through the filter (m3) | Qt_${INST:F\d+} | 0;1E4 */
+    FTIME white_start; /* Time of the white filter's change, -1 unknown (s since 1970) */
 } NET_PSAP3_FilterInfo;
 
+/* How far a filter change has come. In a MSG_PSAP3_SETFILTERSATUS the state and flow_on are what is
+ * asked for, and Ir_change where it is not missing; the rest is not read. */
 typedef struct {
     WORD state;          /* 0 sampling, 1 change wanted, 2 changing, 3 settling */
     BOOL flow_on;        /* Air is drawn through the filter */
     double Ir_change[3]; /* Transmittance below which a change is wanted (1) */
     double settle_left;  /* Time until sampling begins (s) */
+    FTIME state_start;   /* Start of the state (s since 1970) */
 } NET_PSAP3_FilterStatus;
 
 typedef struct {
-    WORD state;         /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
-    WORD flags;         /* Instrument status (bits) */
-    WORD gains;         /* Detector gain settings (bits) */
-    double calibration; /* Flow calibration factor (1) */
-    double averaging;   /* Averaging time of the instrument (s) */
+    WORD state; /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
+    WORD flags; /* Instrument status (bits): 0 transmittance low, 1 flow out of limits, 2 light
+                   source, 3 sample detector, 4 reference detector, 5 detector saturated, 6 filter
+                   cover open, 7 bypassed */
+    WORD gains; /* Detector gains, two bits each from bit 0 on: sample blue, green, red, reference
+                   blue, green, red (bits) */
+    double calibration;    /* Flow calibration factor (1) */
+    double averaging;      /* Averaging time of the instrument (s) */
+    FTIME instrument_time; /* Time by the instrument's clock (s since 1970) */
+    STRING serial_number[32];
     STRING firmware[32];
 } NET_PSAP3_Status;
 
