@@ -51,8 +51,8 @@ typedef struct {
     WORD state;    /* 0 starting, 1 sampling, 2 advancing the tape, 3 zeroing, 4 no answer */
     DWORD flags;   /* Instrument status (bits): 0 memory, 1 pressure sensor, 2 temperature sensor, 3
                       flow regulation, 4 pump, 5 light source dim, 6 light source off, 7 detector
-                      saturated, 8 zero of the detectors out of limits, 9 tape advancing, 10 tape used
-                      up or broken, 11 zeroing, 12 clock */
+                      saturated, 8 zero of the detectors out of limits, 9 tape advancing, 10 tape
+                      used up or broken, 11 zeroing, 12 clock */
     BOOL tape_end; /* The tape is used up */
     BOOL pump_on;  /* The pump runs */
     double Q_set;  /* Sample flow set point (lpm) */

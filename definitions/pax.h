@@ -45,12 +45,12 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double Ba_bg; /* Absorption background (1/Mm) | Bawz_${INST:A\d+} | -1E4;1E4 */
-    double Bs_bg; /* Scattering background (1/Mm) | Bswz_${INST:A\d+} | -1E4;1E4 */
-    double
-        Ba_shift; /* Change of the absorption background (1/Mm) | Bawzd_${INST:A\d+} | -1E3;1E3 */
-    double
-        Bs_shift; /* Change of the scattering background (1/Mm) | Bswzd_${INST:A\d+} | -1E3;1E3 */
+    double Ba_bg;        /* Absorption background (1/Mm) | Bawz_${INST:A\d+} | -1E4;1E4 */
+    double Bs_bg;        /* Scattering background (1/Mm) | Bswz_${INST:A\d+} | -1E4;1E4 */
+    double Ba_shift;     /* Change of the absorption background (1/Mm) |
+                            Bawzd_${INST:A\d+} | -1E3;1E3 */
+    double Bs_shift;     /* Change of the scattering background (1/Mm) |
+                            Bswzd_${INST:A\d+} | -1E3;1E3 */
     double Ba_deviation; /* Standard deviation of the absorption background (1/Mm) |
                             Bawzg_${INST:A\d+} | 0;1E3 */
     double Bs_deviation; /* Standard deviation of the scattering background (1/Mm) |

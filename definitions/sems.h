@@ -60,8 +60,8 @@ typedef struct {
 typedef struct {
     WORD state;       /* 0 starting, 1 rising, 2 holding, 3 falling, 4 waiting, 5 no answer */
     WORD flags;       /* Instrument status (bits): 0 column voltage, 1 sheath flow, 2 sample flow, 3
-                         pressure, 4 temperature, 5 relative humidity, 6 particle counter, 7 charger, 8
-                         impactor clogged */
+                         pressure, 4 temperature, 5 relative humidity, 6 particle counter, 7
+                         charger, 8 impactor clogged */
     double V;         /* Column voltage (V) | V_${INST:N\d+} | -12000;12000 */
     double Dp;        /* Diameter selected now (nm) | Ns_${INST:N\d+} | 0;1E4 */
     double Q_sheath;  /* Sheath flow (lpm) | Q2_${INST:N\d+} | 0;50 */
