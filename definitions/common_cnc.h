@@ -1,5 +1,11 @@
 /* common_cnc.h - what every counter of condensation nuclei has in common, for displays that do
- * not care which one it is. */
+ * not care which one it is.
+ *
+ * The flags of all such counters use the same bits, whatever the instrument's own code is: bit 0
+ * saturator (conditioner) temperature, 1 condenser (growth tube) temperature, 2 optics temperature,
+ * 3 inlet flow or vacuum, 4 sample flow, 5 laser, 6 working liquid, 7 concentration out of range;
+ * bits 8 to 15 are told in each status record. A bit is set while that is wrong. Reals that are
+ * not known are missing (9.999e-99). */
 #ifndef ZEB2_DEFINITIONS_COMMON_CNC_H
 #define ZEB2_DEFINITIONS_COMMON_CNC_H
 
@@ -9,17 +15,18 @@
 
 typedef struct {
     FTIME time;
-    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
+    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E7 */
+    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
     WORD flags; /* Instrument status (bits) */
 } NET_COMMON_CNC_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
-    WORD flags; /* Every instrument status seen (bits) */
+    DWORD samples; /* Readings averaged (1) */
+    double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E7 */
+    double Q;      /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
+    WORD flags;    /* Every instrument status seen (bits) */
 } NET_COMMON_CNC_Avg;
 
 #pragma pack(pop)

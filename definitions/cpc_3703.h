@@ -1,4 +1,6 @@
-/* cpc_3703.h - particle counter whose counts and flow are read over a controller. */
+/* cpc_3703.h - butanol particle counter without electronics of its own for its flow: a controller
+ * counts the pulses, drives the temperatures and measures the flow over an orifice. The bits of
+ * flags are those of common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_3703_H
 #define ZEB2_DEFINITIONS_CPC_3703_H
 
@@ -9,35 +11,39 @@
 typedef struct {
     FTIME time;
     double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
-    double P;   /* Sample pressure (hPa) | P_${INST:N\d+} */
-    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} */
-    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} */
-    double T3;  /* Optics temperature (C) | T3_${INST:N\d+} */
-    double dP;  /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
+    double C;   /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
+    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
+    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T3;  /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double P;   /* Sample pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double Pd1; /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
     WORD flags; /* Instrument status (bits) */
 } NET_CPC_3703_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
-    double P;   /* Sample pressure (hPa) | P_${INST:N\d+} */
-    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} */
-    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} */
-    double T3;  /* Optics temperature (C) | T3_${INST:N\d+} */
-    double dP;  /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
-    WORD flags; /* Every instrument status seen (bits) */
+    DWORD samples; /* Readings averaged (1) */
+    double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;      /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double P;      /* Sample pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
+    WORD flags;    /* Every instrument status seen (bits) */
 } NET_CPC_3703_Avg;
 
 typedef struct {
     WORD state;     /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;     /* Instrument status (bits) */
+    WORD flags;     /* Instrument status: bits 0 to 7 as in every counter, bit 8 fill valve open,
+                       bit 9 no pump (bits) */
     BOOL liquid_ok; /* Enough working liquid */
     BOOL pump_on;   /* The pump runs */
+    double T_difference; /* Set difference of saturator and condenser (C) */
+    double flow_set;     /* Sample flow set point (lpm) */
     STRING serial_number[32];
     STRING firmware[32];
 } NET_CPC_3703_Status;

@@ -1,4 +1,5 @@
-/* cpc_3775.h - butanol particle counter with pressure transducers for its flows. */
+/* cpc_3775.h - butanol particle counter with pressure transducers for its flows and a photometric
+ * range for high concentrations. The bits of flags are those of common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_3775_H
 #define ZEB2_DEFINITIONS_CPC_3775_H
 
@@ -9,47 +10,53 @@
 typedef struct {
     FTIME time;
     double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E7 */
-    double C;      /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} */
-    double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} */
-    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} */
-    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} */
-    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} */
-    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} */
-    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} */
-    double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
-    double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} */
-    double laser;  /* Laser current (mA) | A_${INST:N\d+} */
-    double liquid; /* Liquid level signal (V) | V1_${INST:N\d+} */
+    double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
+    double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -20;80 */
+    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
+    double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} | -10;100 */
+    double laser;  /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
+    double liquid; /* Liquid level signal (V) | V1_${INST:N\d+} | -1;12 */
     WORD flags;    /* Instrument status (bits) */
 } NET_CPC_3775_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E7 */
-    double C;      /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} */
-    double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} */
-    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} */
-    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} */
-    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} */
-    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} */
-    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} */
-    double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} */
-    double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} */
-    double laser;  /* Laser current (mA) | A_${INST:N\d+} */
-    double liquid; /* Liquid level signal (V) | V1_${INST:N\d+} */
+    double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
+    double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -20;80 */
+    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
+    double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} | -10;100 */
+    double laser;  /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
+    double liquid; /* Liquid level signal (V) | V1_${INST:N\d+} | -1;12 */
     WORD flags;    /* Every instrument status seen (bits) */
 } NET_CPC_3775_Avg;
 
 typedef struct {
-    WORD state;     /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;     /* Instrument status (bits) */
-    BOOL liquid_ok; /* Enough working liquid */
-    BOOL high_flow; /* The high flow mode is set */
-    BOOL pump_on;   /* The pump runs */
-    BOOL auto_fill; /* The instrument fills itself */
+    WORD state;            /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;            /* Instrument status: bits 0 to 7 as in every counter, bit 8 photometric
+                              range in use, bit 9 calibration due (bits) */
+    BOOL liquid_ok;        /* Enough working liquid */
+    BOOL high_flow;        /* The high flow mode is set */
+    BOOL pump_on;          /* The pump runs */
+    BOOL auto_fill;        /* The instrument fills itself */
+    BOOL photometric_mode; /* The concentration comes from the photometric range */
+    double T1_set;         /* Saturator temperature set point (C) */
+    double T2_set;         /* Condenser temperature set point (C) */
+    double T3_set;         /* Optics temperature set point (C) */
     STRING serial_number[32];
     STRING firmware[32];
 } NET_CPC_3775_Status;

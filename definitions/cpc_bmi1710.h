@@ -1,4 +1,5 @@
-/* cpc_bmi1710.h - butanol particle counter with controlled flows. */
+/* cpc_bmi1710.h - butanol particle counter that mixes a saturated flow into its sample, with both
+ * flows controlled. The bits of flags are those of common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_BMI1710_H
 #define ZEB2_DEFINITIONS_CPC_BMI1710_H
 
@@ -7,35 +8,44 @@
 #pragma pack(push, 4)
 
 typedef struct {
-    double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double C;      /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q1;     /* Sample flow (lpm) | Q1_${INST:N\d+} */
-    double Q2;     /* Saturator flow (lpm) | Q2_${INST:N\d+} */
-    double T1;     /* Saturator bottom temperature (C) | T1_${INST:N\d+} */
-    double T2;     /* Saturator top temperature (C) | T2_${INST:N\d+} */
-    double T3;     /* Condenser temperature (C) | T3_${INST:N\d+} */
-    double T4;     /* Optics temperature (C) | T4_${INST:N\d+} */
-    double T5;     /* Inlet temperature (C) | T5_${INST:N\d+} */
-    double P;      /* Sample pressure (hPa) | P_${INST:N\d+} */
-    double liquid; /* Liquid level (%) | ZLIQUID_${INST:N\d+} */
-    WORD flags;    /* Instrument status (bits) */
+    double N;        /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double Nu;       /* Particle concentration without coincidence correction (1/cm3) |
+                        Nu_${INST:N\d+} | 0;1E6 */
+    double C;        /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;        /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
+    double Qs;       /* Saturator flow (lpm) | Q2_${INST:N\d+} | -1;20 */
+    double T1;       /* Saturator bottom temperature (C) | T1_${INST:N\d+} | -20;80 */
+    double T2;       /* Saturator top temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T3;       /* Condenser temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double T4;       /* Optics temperature (C) | T4_${INST:N\d+} | -20;80 */
+    double T5;       /* Inlet temperature (C) | T5_${INST:N\d+} | -60;80 */
+    double P;        /* Sample pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double power[5]; /* Drive of saturator bottom, saturator top, condenser, optics, saturator pump
+                        (%) | ZPOWER${INDEX:1:2:3:4:5}_${INST:N\d+} | 0;100 */
+    double liquid;   /* Liquid level (%) | ZLIQUID_${INST:N\d+} | 0;100 */
+    WORD flags;      /* Instrument status (bits) */
 } NET_CPC_BMI1710_Reading;
 
 /* The latest reading and the running average since start_time; in a MSG_CPC_BMI1710_AVERAGE the
- * latter has run its full time. */
+ * latter has run its full time and ends at time. */
 typedef struct {
     FTIME start_time;
     FTIME time;
+    DWORD samples;              /* Readings averaged (1) */
     NET_CPC_BMI1710_Reading in; /* *instant */
     NET_CPC_BMI1710_Reading ra;
 } NET_CPC_BMI1710_Instant;
 
 typedef struct {
-    WORD state;          /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;          /* Instrument status (bits) */
-    BOOL pump_on;        /* The pump runs */
-    double flow_set;     /* Sample flow set point (lpm) */
-    double T_difference; /* Set difference of saturator and condenser (C) */
+    WORD state;           /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;           /* Instrument status: bits 0 to 7 as in every counter, bit 8 saturator
+                             flow, bit 9 inlet temperature, bit 10 pressure (bits) */
+    BOOL liquid_ok;       /* Enough working liquid */
+    BOOL pump_on;         /* The pump runs */
+    double flow_set;      /* Sample flow set point (lpm) */
+    double saturator_set; /* Saturator flow set point (lpm) */
+    double T_difference;  /* Set difference of saturator and condenser (C) */
+    DWORD fills;          /* Times that the liquid was filled up (1) */
     STRING serial_number[32];
     STRING firmware[32];
 } NET_CPC_BMI1710_Status;

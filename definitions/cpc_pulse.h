@@ -1,4 +1,5 @@
-/* cpc_pulse.h - particle counter whose pulses are counted by the station itself. */
+/* cpc_pulse.h - particle counter whose pulses are counted by the station itself. The bits of flags
+ * are those of common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_PULSE_H
 #define ZEB2_DEFINITIONS_CPC_PULSE_H
 
@@ -9,26 +10,30 @@
 typedef struct {
     FTIME time;
     double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
+    double C;   /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
     WORD flags; /* Counter status (bits) */
 } NET_CPC_Pulse_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
-    double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
-    double C;   /* Count rate (Hz) | C_${INST:N\d+} */
-    double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} */
-    WORD flags; /* Every counter status seen (bits) */
+    DWORD samples; /* Readings averaged (1) */
+    double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
+    double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
+    double Q;      /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
+    WORD flags;    /* Every counter status seen (bits) */
 } NET_CPC_Pulse_Avg;
 
 typedef struct {
-    WORD state;          /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;          /* Instrument status (bits) */
-    double dead_time;    /* Dead time of a pulse (s) */
-    double flow_default; /* Flow taken when none is measured (lpm) */
-    STRING flow_channel[32];
+    WORD state;              /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;              /* Counter status: bit 3 no pulses, bit 4 flow out of range, bit 7
+                                concentration out of range, bit 8 default flow in use (bits) */
+    double dead_time;        /* Dead time of a pulse, for the coincidence correction (us) */
+    double flow_default;     /* Sample flow taken when none is measured (lpm) */
+    double interval;         /* Time over which the pulses of a reading are counted (s) */
+    STRING counter[32];      /* Name of the channel that counts the pulses */
+    STRING flow_channel[32]; /* Name of the channel that measures the flow, empty for none */
 } NET_CPC_Pulse_Status;
 
 #pragma pack(pop)
