@@ -1,5 +1,6 @@
 #include "checks.h"
 
+#include "layout.h"
 #include "parser.h"
 
 #include <algorithm>
@@ -27,11 +28,28 @@ class Checker {
             for (const Message &message : source.messages)
                 check(message);
         }
-        cycles();
+        for (const auto &[name, record] : records_)
+            descend(*record);
+    }
+
+    // The elements of a field of a header that was checked.
+    uint64_t count_of(const Source &source, const Field &field) const {
+        int64_t value = 1;
+        if (field.array)
+            resolve(source, field.length, value);
+        return static_cast<uint64_t>(value);
     }
 
   private:
     using Named = std::map<std::string, Place>;
+    using Constants = std::map<std::string, int64_t>;
+
+    // A record on the way down through its members.
+    struct Step {
+        const Record *record;
+        size_t next = 0; // member to look at
+        int depth = 0;   // of the records below
+    };
 
     void refuse(const Place &place, std::string what, std::string mend) {
         problems_.push_back({place, std::move(what), std::move(mend)});
@@ -43,6 +61,7 @@ class Checker {
         for (const Define &define : source.defines) {
             claim(defines, "macro", define.name, define.place);
             constants_.emplace(define.name, define.value);
+            own_constants_[&source].emplace(define.name, define.value);
         }
         for (const Record &record : source.records) {
             claim(declared_, "record", record.name, record.place);
@@ -88,14 +107,15 @@ class Checker {
 
     // A constant of the same header goes first; the compiler has the last word in any case.
     bool resolve(const Source &source, const std::string &length, int64_t &value) const {
-        for (const Define &define : source.defines)
-            if (define.name == length) {
-                value = define.value;
-                return true;
-            }
-        const auto constant = constants_.find(length);
-        if (constant == constants_.end())
-            return parse_integer(length, value);
+        const auto own = own_constants_.find(&source);
+        return (own != own_constants_.end() && look_up(own->second, length, value)) ||
+               look_up(constants_, length, value) || parse_integer(length, value);
+    }
+
+    static bool look_up(const Constants &constants, const std::string &name, int64_t &value) {
+        const auto constant = constants.find(name);
+        if (constant == constants.end())
+            return false;
         value = constant->second;
         return true;
     }
@@ -115,38 +135,64 @@ class Checker {
     }
 
     // Records nested in themselves, directly or through others: no compiler takes them, but the
-    // run must end all the same.
-    void cycles() {
-        for (const auto &[name, record] : records_) {
-            std::set<std::string> path;
-            descend(*record, path);
+    // run must end all the same, however long the way. So the steps lie in a vector, not on the
+    // stack of calls.
+    void descend(const Record &record) {
+        if (depths_.count(record.name))
+            return;
+        std::vector<Step> steps = {{&record}};
+        std::set<std::string> path = {record.name};
+        while (!steps.empty()) {
+            Step &step = steps.back();
+            if (step.next < step.record->fields.size()) {
+                const Field &field = step.record->fields[step.next++];
+                if (const Record *nested = enter(field, path, step))
+                    steps.push_back({nested});
+                continue;
+            }
+            const Step done = step;
+            steps.pop_back();
+            leave(done, path);
+            if (!steps.empty())
+                steps.back().depth = std::max(steps.back().depth, done.depth + 1);
         }
     }
 
-    void descend(const Record &record, std::set<std::string> &path) {
-        if (finished_.count(record.name))
-            return;
-        path.insert(record.name);
-        for (const Field &field : record.fields) {
-            const auto nested = field.nested ? records_.find(field.type) : records_.end();
-            if (nested == records_.end())
-                continue;
-            if (path.count(field.type))
-                refuse(field.type_place, "record '" + field.type + "' is nested in itself",
-                       "a record has a fixed size: remove the member");
-            else
-                descend(*nested->second, path);
-        }
+    // The record to look into, if the member is one that was not looked into yet.
+    const Record *enter(const Field &field, std::set<std::string> &path, Step &step) {
+        const auto nested = field.nested ? records_.find(field.type) : records_.end();
+        if (nested == records_.end())
+            return nullptr;
+        const auto known = depths_.find(field.type);
+        if (known != depths_.end())
+            step.depth = std::max(step.depth, known->second + 1);
+        else if (!path.insert(field.type).second)
+            refuse(field.type_place, "record '" + field.type + "' is nested in itself",
+                   "a record has a fixed size: remove the member");
+        else
+            return nested->second;
+        return nullptr;
+    }
+
+    // Reports a chain of records once, where it becomes too long.
+    void leave(const Step &step, std::set<std::string> &path) {
+        const Record &record = *step.record;
         path.erase(record.name);
-        finished_.insert(record.name);
+        depths_.emplace(record.name, step.depth);
+        if (step.depth == k_max_depth + 1)
+            refuse(record.place,
+                   "record '" + record.name + "' nests records " + std::to_string(step.depth) +
+                       " deep",
+                   "use at most " + std::to_string(k_max_depth));
     }
 
     const std::vector<Source> &sources_;
     Problems &problems_;
     Named declared_;
     std::map<std::string, const Record *> records_;
-    std::map<std::string, int64_t> constants_;
-    std::set<std::string> finished_;
+    Constants constants_;
+    std::map<const Source *, Constants> own_constants_;
+    std::map<std::string, int> depths_; // records below each record
 };
 
 // std::string compares bytes, as strcmp does.
@@ -163,17 +209,25 @@ std::string text_of(const Problem &problem) {
 }
 
 Catalogue merge(const std::vector<Source> &sources, Problems &problems) {
-    Checker(sources, problems).run();
+    const size_t before = problems.size();
+    Checker checker(sources, problems);
+    checker.run();
     Catalogue catalogue;
     for (const Source &source : sources) {
         catalogue.includes.push_back(source.include);
-        catalogue.records.insert(catalogue.records.end(), source.records.begin(),
-                                 source.records.end());
+        catalogue.headers.push_back({source.path, source.preface});
+        for (Record record : source.records) {
+            for (Field &field : record.fields)
+                field.count = checker.count_of(source, field);
+            catalogue.records.push_back(std::move(record));
+        }
         catalogue.messages.insert(catalogue.messages.end(), source.messages.begin(),
                                   source.messages.end());
     }
     sort_by_name(catalogue.records);
     sort_by_name(catalogue.messages);
+    if (problems.size() == before)
+        lay_out(catalogue.records);
     for (Record &record : catalogue.records)
         sort_by_name(record.fields);
     return catalogue;

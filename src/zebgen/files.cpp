@@ -28,14 +28,19 @@ bool write_whole(const std::string &path, const std::string &content) {
 
 } // namespace
 
-bool read_file(const std::string &path, std::string &content, std::string &error) {
+bool read_file(const std::string &path, std::string &content, std::string &error, size_t limit) {
     const File file(fopen(path.c_str(), "rb"));
     if (!file)
         return fail(error);
     content.clear();
     char block[65536];
-    while (const size_t got = fread(block, 1, sizeof block, file.get()))
+    while (const size_t got = fread(block, 1, sizeof block, file.get())) {
         content.append(block, got);
+        if (content.size() > limit) {
+            error = "larger than " + std::to_string(limit) + " bytes";
+            return false;
+        }
+    }
     return !ferror(file.get()) || fail(error);
 }
 

@@ -1,10 +1,11 @@
 // zebgen - definition headers in, the sources and headers of a catalogue out.
-#include "checks.h"
+#include "diff.h"
 #include "emit.h"
 #include "files.h"
-#include "parser.h"
+#include "inputs.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -13,7 +14,7 @@ namespace {
 
 using namespace zebgen;
 
-enum ExitStatus { k_success = 0, k_failure = 1, k_usage = 2 };
+enum ExitStatus { k_success = 0, k_failure = 1, k_usage = 2, k_unreadable = 2 };
 
 struct Arguments {
     std::string out;
@@ -21,55 +22,17 @@ struct Arguments {
     std::string station;
     std::vector<std::string> include_dirs;
     std::vector<std::string> definitions;
+    std::vector<std::string> diff;
+    bool json = false;
     EmitOptions emit;
 };
 
-struct Input {
-    std::string path;
-    std::string include;
-};
-
-bool complain(const std::string &path, const std::string &reason) {
-    std::cerr << path << ": error: " << reason << "\n";
-    return false;
-}
-
-// Beneath an include directory a header is spelled as the compiler will find it.
-std::string include_of(const std::string &path, const std::vector<std::string> &include_dirs) {
-    for (const std::string &dir : include_dirs) {
-        const std::string prefix = dir.empty() || dir.back() == '/' ? dir : dir + "/";
-        if (!prefix.empty() && path.size() > prefix.size() &&
-            path.compare(0, prefix.size(), prefix) == 0)
-            return '"' + path.substr(prefix.size()) + '"';
-    }
-    return '"' + path + '"';
-}
-
 bool gather(const Arguments &arguments, std::vector<Input> &inputs) {
-    if (!arguments.station.empty()) {
-        std::vector<std::string> names;
-        std::string error;
-        if (!list_headers(arguments.station, names, error))
-            return complain(arguments.station, "cannot be listed: " + error);
-        for (const std::string &name : names)
-            inputs.push_back({arguments.station + "/" + name, "<zeb2/definitions/" + name + ">"});
-    }
+    if (!arguments.station.empty() && !add_station(arguments.station, inputs))
+        return false;
     for (const std::string &path : arguments.definitions)
-        inputs.push_back({path, include_of(path, arguments.include_dirs)});
+        add_definition(path, arguments.include_dirs, inputs);
     return true;
-}
-
-bool parse_all(const std::vector<Input> &inputs, std::vector<Source> &sources, Problems &problems) {
-    bool readable = true;
-    for (const Input &input : inputs) {
-        std::string text;
-        std::string error;
-        if (read_file(input.path, text, error))
-            sources.push_back(parse(input.path, input.include, text, problems));
-        else
-            readable = complain(input.path, "cannot be read: " + error);
-    }
-    return readable;
 }
 
 bool put(const std::string &path, const std::string &content, bool &changed) {
@@ -92,7 +55,7 @@ bool put_revision(const std::string &path, bool changed) {
     return put(path, emit_revision(static_cast<time_t>(stamp)), changed);
 }
 
-bool generate(const Arguments &arguments, const Catalogue &catalogue) {
+bool write_sources(const Arguments &arguments, const Catalogue &catalogue) {
     const std::string &headers = arguments.headers.empty() ? arguments.out : arguments.headers;
     std::error_code code;
     for (const std::string &dir : {arguments.out, headers})
@@ -108,23 +71,36 @@ bool generate(const Arguments &arguments, const Catalogue &catalogue) {
     return written && (!emit.for_library || put_revision(arguments.out + "/revision.c", changed));
 }
 
-bool run(const Arguments &arguments) {
+int generate(const Arguments &arguments) {
     std::vector<Input> inputs;
-    std::vector<Source> sources;
-    Problems problems;
-    if (!gather(arguments, inputs) || !parse_all(inputs, sources, problems))
-        return false;
-    const Catalogue catalogue = merge(sources, problems);
-    for (const Problem &problem : problems)
-        std::cerr << text_of(problem) << "\n";
-    return problems.empty() && generate(arguments, catalogue);
+    Catalogue catalogue;
+    const bool done = gather(arguments, inputs) && read_catalogue(inputs, catalogue) &&
+                      (arguments.out.empty() || write_sources(arguments, catalogue));
+    return done ? k_success : k_failure;
+}
+
+int diff(const Arguments &arguments) {
+    Catalogue revisions[2];
+    for (size_t i = 0; i < 2; i++) {
+        std::vector<Input> inputs;
+        if (!add_revision(arguments.diff[i], inputs) || !read_catalogue(inputs, revisions[i]))
+            return k_unreadable;
+    }
+    const std::vector<Change> changes = compare(revisions[0], revisions[1]);
+    if (arguments.json)
+        std::cout << json_of(changes) << "\n";
+    for (const Change &change : changes)
+        if (!arguments.json)
+            std::cout << text_of(change) << "\n";
+    const bool breaking = std::any_of(changes.begin(), changes.end(),
+                                      [](const Change &change) { return change.breaking(); });
+    return std::cout.flush() && !breaking ? k_success : k_failure;
 }
 
 void declare(CLI::App &app, Arguments &arguments) {
     app.set_version_flag("-V,--version", "zebgen " ZEB_VERSION);
-    app.add_option("-o,--out", arguments.out, "Directory of the generated files")
-        ->required()
-        ->type_name("DIR");
+    const auto out = app.add_option("-o,--out", arguments.out, "Directory of the generated files")
+                         ->type_name("DIR");
     app.add_option("-s,--station", arguments.station,
                    "Take every header of DIR, included as <zeb2/definitions/NAME.h>")
         ->type_name("DIR");
@@ -141,10 +117,30 @@ void declare(CLI::App &app, Arguments &arguments) {
     app.add_option("--headers", arguments.headers, "Directory of the generated headers (--library)")
         ->type_name("DIR")
         ->needs(library);
-    app.add_option("DEFINITIONS", arguments.definitions, "Definition headers");
+    const auto definitions =
+        app.add_option("DEFINITIONS", arguments.definitions, "Definition headers");
+    const auto diff =
+        app.add_option("--diff", arguments.diff,
+                       "Compare two revisions: directories of definition headers, headers, or "
+                       "several of them separated by commas")
+            ->expected(2)
+            ->type_name("OLD NEW")
+            ->excludes(out)
+            ->excludes(definitions);
+    app.add_flag("--json", arguments.json, "Write one JSON document (--diff)")->needs(diff);
     app.footer("Writes ds_desc.c, msg_list.c, msg_list.h, records.h and, for the library, "
                "revision.c;\nfiles that would not change are left untouched. A header that is not "
                "understood is refused\nwith FILE:LINE:COLUMN and how to mend it (status 1).");
+}
+
+// What the options cannot say of each other.
+void check(const Arguments &arguments) {
+    if (!arguments.diff.empty())
+        return;
+    if (arguments.out.empty())
+        throw CLI::RequiredError("--out or --diff");
+    if (arguments.station.empty() && arguments.definitions.empty())
+        throw CLI::RequiredError("DEFINITIONS or --station");
 }
 
 } // namespace
@@ -155,10 +151,9 @@ int main(int argc, char **argv) {
     declare(app, arguments);
     try {
         app.parse(argc, argv);
-        if (arguments.station.empty() && arguments.definitions.empty())
-            throw CLI::RequiredError("DEFINITIONS or --station");
+        check(arguments);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? k_success : k_usage;
     }
-    return run(arguments) ? k_success : k_failure;
+    return arguments.diff.empty() ? generate(arguments) : diff(arguments);
 }

@@ -44,12 +44,18 @@ struct Field {
     std::string length; // as written: a number or the name of a define
     Place length_place;
     std::string comment;
+    // Known once the catalogue is merged: elements, and bytes in memory.
+    uint64_t count = 1;
+    uint64_t offset = 0;
+    uint64_t size = 0; // of one element
 };
 
 struct Record {
     std::string name;
     Place place;
+    std::string comment;       // of the lines directly above
     std::vector<Field> fields; // as declared; sorted by name once the catalogue is merged
+    uint64_t size = 0;         // bytes in memory, once the catalogue is merged
 };
 
 struct Message {
@@ -65,14 +71,22 @@ struct Message {
 struct Source {
     std::string path;
     std::string include; // as in #include, with its brackets or quotes
+    std::string preface; // the comment that the header begins with
     std::vector<Define> defines;
     std::vector<Record> records;
     std::vector<Message> messages;
 };
 
+// A definition header as readers of the catalogue want it.
+struct Header {
+    std::string path;
+    std::string preface;
+};
+
 // Everything of a run, sorted by name in byte order.
 struct Catalogue {
     std::vector<std::string> includes; // as given
+    std::vector<Header> headers;       // likewise
     std::vector<Record> records;
     std::vector<Message> messages;
 };

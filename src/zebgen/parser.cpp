@@ -28,6 +28,7 @@ class Parser {
     }
 
     void run() {
+        source_.preface = preface();
         while (!at_end())
             item();
         if (pack_open_)
@@ -224,6 +225,8 @@ class Parser {
 
     bool record() {
         static const std::string form = "write 'typedef struct { TYPE member; ... } NAME;'";
+        Record record;
+        record.comment = comment_above();
         const Token start = take();
         if (!expect("struct", form))
             return false;
@@ -232,7 +235,6 @@ class Parser {
         if (!expect("{", form))
             return false;
         const bool empty = peek().is("}");
-        Record record;
         while (!at_end() && !peek().is("}"))
             if (!member(record))
                 skip_member();
@@ -382,6 +384,35 @@ class Parser {
         return true;
     }
 
+    static void append(std::string &text, const Comment &comment) {
+        if (!comment.text.empty())
+            text += (text.empty() ? "" : " ") + comment.text;
+    }
+
+    // What is said before anything is declared.
+    std::string preface() const {
+        std::string text;
+        for (size_t i = 0; i < peek().comments_before; i++)
+            append(text, comments_[i]);
+        return text;
+    }
+
+    // The comments on lines of their own that end directly above the token to come.
+    std::string comment_above() const {
+        const size_t oldest = pos_ > 0 ? tokens_[pos_ - 1].comments_before : 0;
+        size_t first = peek().comments_before;
+        for (int line = peek().line; first > oldest; first--) {
+            const Comment &comment = comments_[first - 1];
+            if (!comment.first_on_line || comment.end_line != line - 1)
+                break;
+            line = comment.line;
+        }
+        std::string text;
+        for (; first < peek().comments_before; first++)
+            append(text, comments_[first]);
+        return text;
+    }
+
     // The comment that begins on the line of the semicolon just taken, with those that go on from
     // it: directly below and indented deeper than the member. A comment at the member's own column
     // is for readers of the header and belongs to what follows.
@@ -396,8 +427,7 @@ class Parser {
             if (comment.line != line && !goes_on)
                 break;
             line = comment.end_line;
-            if (!comment.text.empty())
-                text += (text.empty() ? "" : " ") + comment.text;
+            append(text, comment);
         }
         return text;
     }

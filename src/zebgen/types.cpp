@@ -33,6 +33,26 @@ constexpr ScalarType k_scalars[] = {
     {"unsigned short", "USHORT", "unsigned short"},
 };
 
+constexpr CodeProperties k_codes[] = {
+    {"BOOL", 1, true, false, false, false, 0},
+    {"CHAR", 1, true, false, true, false, 0},
+    {"BYTE", 1, true, false, false, false, 0},
+    {"SHORT", 2, true, false, true, false, 0},
+    {"USHORT", 2, true, false, false, false, 0},
+    {"INT", 4, true, false, true, true, 0x55555555},
+    {"UINT", 4, true, false, false, true, 0x55555555},
+    {"LONG", 4, true, false, true, true, 0x55555555},
+    {"ULONG", 4, true, false, false, true, 0x55555555},
+    {"SIZET", 4, true, false, false, true, 0xFFFFFFFF},
+    {"TIME", 4, true, false, true, true, -1},
+    {"FTIME", 8, true, true, true, true, -1},
+    {"DOUBLE", 8, true, true, true, true, 9.999e-99},
+    {"FLOAT", 4, true, true, true, false, 0},
+    {"STRING", 1, false, false, false, false, 0},
+};
+// A nested record: its size is the record's.
+constexpr CodeProperties k_nested = {"BIN", 0, false, false, false, false, 0};
+
 struct Advice {
     const char *word;
     const char *mend;
@@ -84,6 +104,14 @@ const Row *find_row(const Row (&rows)[N], const std::string &word) {
 }
 
 } // namespace
+
+const CodeProperties &properties_of(const std::string &code) {
+    const std::string element = code.rfind("A_", 0) == 0 ? code.substr(2) : code;
+    for (const CodeProperties &properties : k_codes)
+        if (element == properties.code)
+            return properties;
+    return k_nested;
+}
 
 const ScalarType *find_scalar(const std::string &word) {
     return find_row(k_scalars, word);
