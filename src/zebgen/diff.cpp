@@ -24,7 +24,8 @@ std::string quoted(const std::string &text) {
     return '"' + text + '"';
 }
 
-// The items that only the older side, both, or only the newer side has, in the order of their names.
+// The items that only the older side, both, or only the newer side has, in the order of their
+// names.
 template <typename Item, typename Removed, typename Both, typename Added>
 void pair_up(const std::vector<Item> &older, const std::vector<Item> &newer, Removed removed,
              Both both, Added added) {
@@ -90,9 +91,9 @@ class Nesting {
                 continue;
             for (const Holder &holder : holders->second)
                 if (reached.size() < k_max_listed)
-                    reached.push_back({holder.record, holder.member +
-                                                          (below.member.empty() ? "" : ".") +
-                                                          below.member});
+                    reached.push_back(
+                        {holder.record,
+                         holder.member + (below.member.empty() ? "" : ".") + below.member});
         }
         return reached;
     }
@@ -133,7 +134,8 @@ class Comparison {
     // Records
 
     void removed(const Record &record) {
-        const Effect gone = {"no such record: messages and members that carry it are dropped", true};
+        const Effect gone = {"no such record: messages and members that carry it are dropped",
+                             true};
         note(record.place, record.name, "", "removed", "record removed", gone, gone);
     }
 
@@ -190,9 +192,7 @@ class Comparison {
         const bool declaration = declared(a) != declared(b);
         if (declaration || a.code != b.code) {
             const bool type = a.type != b.type;
-            const char *kind = type                 ? "type"
-                               : a.code == "STRING" ? "capacity"
-                                                    : "count";
+            const char *kind = type ? "type" : a.code == "STRING" ? "capacity" : "count";
             note(record.place, record.name, b.name, kind, declared(a) + " to " + declared(b),
                  transfer(a, b, Direction::old_to_new), transfer(b, a, Direction::new_to_old));
         }
@@ -205,7 +205,7 @@ class Comparison {
 
     void removed(const Message &message) {
         note(message.place, message.name, "", "removed", "message removed",
-             {"dropped: no such message", true}, {"not sent", true});
+             {"dropped: no such message", true}, {"no longer sent", true});
     }
 
     void added(const Message &message) {
@@ -247,11 +247,14 @@ class Comparison {
         }
         if (count == 0)
             return;
-        const std::string rest = " filter by number means another message; all else goes by name";
-        changes_.push_back({k_all_files, "messages", "", "numbers",
+        const std::string rest = " server may be another message's; all else goes by name";
+        changes_.push_back({k_all_files,
+                            "messages",
+                            "",
+                            "numbers",
                             std::to_string(count) + " renumbered, the first " + first,
-                            {"an old client's" + rest, true},
-                            {"a new client's" + rest, true}});
+                            {"the number in a filter at a new" + rest, true},
+                            {"the number in a filter at an old" + rest, true}});
     }
 
     const Catalogue &older_;
@@ -270,7 +273,8 @@ std::string text_of(const Change &change) {
     std::string text = change.file + ": " + change.subject;
     if (!change.field.empty())
         text += "." + change.field;
-    text += std::string(": ") + (change.breaking() ? "breaking" : "compatible") + ": " + change.what;
+    text +=
+        std::string(": ") + (change.breaking() ? "breaking" : "compatible") + ": " + change.what;
     if (change.to_new.text == change.to_old.text)
         text += "; either way: " + change.to_new.text;
     else

@@ -1,5 +1,5 @@
-// diff.h - what differs between two revisions of the definitions, and who sees what of it while both
-// are in use.
+// diff.h - what differs between two revisions of the definitions, and who sees what of it while
+// both are in use.
 #ifndef ZEBGEN_DIFF_H
 #define ZEBGEN_DIFF_H
 
@@ -15,7 +15,8 @@ struct Change {
     std::string what;
     Effect to_new; // what a receiver of the new revision sees of a sender of the old
     Effect to_old; // what a receiver of the old revision sees of a sender of the new
-    std::vector<std::string> within = {}; // "RECORD.member" where the record is nested, some of them
+    std::vector<std::string> within =
+        {}; // "RECORD.member" where the record is nested, some of them
 
     bool breaking() const { return to_new.lost || to_old.lost; }
 };

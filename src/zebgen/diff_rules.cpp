@@ -95,10 +95,10 @@ void add_counts(const Field &sender, const Field &receiver, Direction direction,
     const bool shrank = (direction == Direction::old_to_new) == (sender.count > receiver.count);
     effect.lost |= shrank;
     if (sender.count > receiver.count)
-        effect.text += ", " + elements(receiver.count, sender.count) + " dropped";
+        effect.text += ", but " + elements(receiver.count, sender.count) + " dropped";
     else
         effect.text +=
-            ", " + elements(sender.count, receiver.count) + " " + missing_text(receiver);
+            ", but " + elements(sender.count, receiver.count) + " " + missing_text(receiver);
 }
 
 Effect text_transfer(const Field &sender, const Field &receiver) {
@@ -135,8 +135,7 @@ Effect transfer(const Field &sender, const Field &receiver, Direction direction)
     if (is_string(sender) && is_string(receiver))
         return text_transfer(sender, receiver);
     const bool records = sender.nested && receiver.nested && sender.type == receiver.type;
-    const bool numbers =
-        properties_of(sender.code).number && properties_of(receiver.code).number;
+    const bool numbers = properties_of(sender.code).number && properties_of(receiver.code).number;
     if (!records && !numbers)
         return {"not converted: " + missing_text(receiver), true};
     Effect effect = records ? Effect{k_unchanged, false} : convert(sender.code, receiver.code);

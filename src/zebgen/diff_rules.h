@@ -1,4 +1,5 @@
-// diff_rules.h - what becomes of one field between a sender and a receiver whose definitions differ.
+// diff_rules.h - what becomes of one field between a sender and a receiver whose definitions
+// differ.
 //
 // The library matches fields by name, converts numbers, and leaves missing values where nothing
 // fits (netpack_unpack.cpp, netpack_convert.cpp). Tests send each kind of change through it.

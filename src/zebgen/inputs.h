@@ -12,8 +12,8 @@ struct Input {
     std::string include;
 };
 
-// Every header of a directory, included as <zeb2/definitions/NAME.h>. False, with a line on standard
-// error, when it cannot be listed.
+// Every header of a directory, included as <zeb2/definitions/NAME.h>. False, with a line on
+// standard error, when it cannot be listed.
 bool add_station(const std::string &directory, std::vector<Input> &inputs);
 // Beneath one of the include directories a header is spelled as the compiler will find it.
 void add_definition(const std::string &path, const std::vector<std::string> &include_dirs,

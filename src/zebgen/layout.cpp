@@ -72,9 +72,9 @@ void lay_out(std::vector<Record> &records) {
 }
 
 const Record *find_record(const std::vector<Record> &records, const std::string &name) {
-    const auto found =
-        std::lower_bound(records.begin(), records.end(), name,
-                         [](const Record &record, const std::string &key) { return record.name < key; });
+    const auto found = std::lower_bound(
+        records.begin(), records.end(), name,
+        [](const Record &record, const std::string &key) { return record.name < key; });
     return found != records.end() && found->name == name ? &*found : nullptr;
 }
 

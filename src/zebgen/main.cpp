@@ -14,7 +14,9 @@ namespace {
 
 using namespace zebgen;
 
-enum ExitStatus { k_success = 0, k_failure = 1, k_usage = 2, k_unreadable = 2 };
+enum ExitStatus { k_success = 0, k_failure = 1, k_usage = 2 };
+// Of a comparison.
+enum DiffStatus { k_compatible = 0, k_breaking = 1, k_unreadable = 2 };
 
 struct Arguments {
     std::string out;
@@ -94,7 +96,11 @@ int diff(const Arguments &arguments) {
             std::cout << text_of(change) << "\n";
     const bool breaking = std::any_of(changes.begin(), changes.end(),
                                       [](const Change &change) { return change.breaking(); });
-    return std::cout.flush() && !breaking ? k_success : k_failure;
+    if (!std::cout.flush()) {
+        complain("standard output", "cannot be written");
+        return k_unreadable;
+    }
+    return breaking ? k_breaking : k_compatible;
 }
 
 void declare(CLI::App &app, Arguments &arguments) {

@@ -15,12 +15,12 @@ struct ScalarType {
 // What the library makes of a type code, on the wire and in memory alike.
 struct CodeProperties {
     const char *code;
-    unsigned size;     // bytes of an element
-    bool number;       // converted into any other number
+    unsigned size; // bytes of an element
+    bool number;   // converted into any other number
     bool floating;
     bool is_signed;
-    bool marked;       // a missing value can be told from the others
-    double missing;    // what a field holds that nothing was received for
+    bool marked;    // a missing value can be told from the others
+    double missing; // what a field holds that nothing was received for
 };
 
 // Of a NETDSD_FT_ constant without that prefix; arrays have the properties of their elements.
