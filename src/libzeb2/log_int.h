@@ -44,7 +44,7 @@ struct Value {
     double real;
     long long integer;
 };
-// The text becomes what the format makes of the value; a null format makes nothing. Formats come
+// Adds what the format makes of the value to the text; a null format makes nothing. Formats come
 // from the configuration: one for text gets an empty text, never the value as an address.
 void print_value(SFMT_buffer *out, const char *format, const Value &value);
 

@@ -2,6 +2,7 @@
 
 #include "avg.h"
 #include "diag.h"
+#include "sfmt_int.h"
 
 #include <cerrno>
 #include <chrono>
@@ -120,21 +121,37 @@ bool is_argument(LOG_VAR_TYPE type) {
 
 // ---- One field ----
 
-void print_real(const LOG_record_var_defn *var, double value, SFMT_buffer *out) {
-    if (value == MVC && var->mvc != nullptr)
-        SFMT_copystr(out, var->mvc);
-    else
-        print_value(out, var->format, {value, to_integer(value)});
+void print_formatted(const char *format, Value value, TextWriter *out) {
+    const SFMT_valtprintf_param getters = {no_text, real_of, int_of, integer_of, &value};
+    expand_format(*out, format != nullptr ? format : "", getters);
 }
 
-void print_function(LOG_record_var_defn *var, SFMT_buffer *out) {
+void print_text(const char *text, TextWriter *out) {
+    if (text != nullptr)
+        out->append(text, strlen(text));
+}
+
+void print_real(const LOG_record_var_defn *var, double value, TextWriter *out) {
+    if (value == MVC && var->mvc != nullptr)
+        print_text(var->mvc, out);
+    else
+        print_formatted(var->format, {value, to_integer(value)}, out);
+}
+
+// Each call gets a buffer of its own: a callback may count on an empty one.
+void print_function(LOG_record_var_defn *var, TextWriter *out) {
     const LOG_map_defn *defn = var->defn;
-    if (defn->map == nullptr || !defn->map(defn->pd, var, out))
-        SFMT_copystr(out, var->mvc);
+    SFMT_buffer text;
+    SFMT_init_buffer(&text);
+    if (defn->map != nullptr && defn->map(defn->pd, var, &text))
+        print_text(text.buffer, out);
+    else
+        print_text(var->mvc, out);
+    SFMT_destroy_buffer(&text);
 }
 
 // A disabled variable prints nothing, but takes its argument all the same.
-void print_field(const LOG_record_defn *record, size_t i, Arguments *args, SFMT_buffer *out) {
+void print_field(const LOG_record_defn *record, size_t i, Arguments *args, TextWriter *out) {
     LOG_record_var_defn *var = &record->vars[i];
     const LOG_VAR_TYPE type = var->defn->type;
     if (!var->enabled && !is_argument(type))
@@ -146,7 +163,7 @@ void print_field(const LOG_record_defn *record, size_t i, Arguments *args, SFMT_
     } else if (is_integer(type)) {
         const long long value = integer_value(var->defn, args);
         if (var->enabled)
-            print_value(out, var->format, {static_cast<double>(value), value});
+            print_formatted(var->format, {static_cast<double>(value), value}, out);
     } else if (type == LVT_FUNCTION) {
         print_function(var, out);
     } else {
@@ -157,24 +174,34 @@ void print_field(const LOG_record_defn *record, size_t i, Arguments *args, SFMT_
 
 // ---- One line ----
 
-// The texts of a record's variables.
+// The texts of a record's variables, one behind the other: a block for each would cost more time
+// than all that goes into them.
 class Fields {
   public:
-    explicit Fields(size_t count)
-        : count_(count), texts_(static_cast<SFMT_buffer *>(calloc(count, sizeof(SFMT_buffer)))) {}
+    explicit Fields(size_t count) : ends_(static_cast<size_t *>(malloc(count * sizeof(size_t)))) {}
     ~Fields() {
-        for (size_t i = 0; texts_ != nullptr && i < count_; ++i)
-            SFMT_destroy_buffer(&texts_[i]);
-        free(texts_);
+        SFMT_destroy_buffer(&texts_);
+        free(ends_);
     }
     Fields(const Fields &) = delete;
     Fields &operator=(const Fields &) = delete;
-    bool made() const { return texts_ != nullptr; }
-    SFMT_buffer *operator[](size_t i) const { return &texts_[i]; }
+    bool made() const { return ends_ != nullptr; }
+    bool print(const LOG_record_defn *record, Arguments *args) {
+        TextWriter out(&texts_);
+        for (size_t i = 0; i < record->n_vars; ++i) {
+            print_field(record, i, args, &out);
+            ends_[i] = out.length();
+        }
+        return !out.failed();
+    }
+    void append_to(TextWriter *line, size_t i) const {
+        const size_t start = i != 0 ? ends_[i - 1] : 0;
+        line->append(texts_.buffer + start, ends_[i] - start);
+    }
 
   private:
-    size_t count_;
-    SFMT_buffer *texts_;
+    SFMT_buffer texts_ = {};
+    size_t *ends_; // where each text ends
 };
 
 const LOG_record_defn *find_record(const LOG_file *f, const char *code) {
@@ -186,12 +213,7 @@ const LOG_record_defn *find_record(const LOG_file *f, const char *code) {
     return nullptr;
 }
 
-// These return whether the line is whole: without memory all of it is lost, not only the addition.
-bool extend(SFMT_buffer *line, const char *text) {
-    SFMT_appendstr(line, text);
-    return line->buffer != nullptr;
-}
-
+// Returns whether the text is there: without memory all of it is lost.
 bool start_line(SFMT_buffer *line, const LOG_record_defn *record, const char *station,
                 FTIME rectime) {
     const long long seconds = std::fabs(rectime) < k_latest ? static_cast<long long>(rectime) : -1;
@@ -208,16 +230,16 @@ void evaluate(LOG_file *f, const char *code, FTIME rectime, Arguments *args) {
         SFMT_copystr(&f->sbfr, "");
         return;
     }
-    const Fields fields(record->n_vars);
-    if (!ZEB_CHECK_ERRNO(fields.made()))
+    Fields fields(record->n_vars);
+    if (!ZEB_CHECK_ERRNO(fields.made()) || !fields.print(record, args) ||
+        !start_line(&f->sbfr, record, f->stncode_u, rectime))
         return;
-    for (size_t i = 0; i < record->n_vars; ++i)
-        print_field(record, i, args, fields[i]);
-    bool whole = start_line(&f->sbfr, record, f->stncode_u, rectime);
-    for (size_t i = 0; i < record->n_cols && whole; ++i)
-        whole = extend(&f->sbfr, ",") && extend(&f->sbfr, SFMT_get_buffer(fields[record->cols[i]]));
-    if (whole)
-        extend(&f->sbfr, "\n");
+    TextWriter line(&f->sbfr);
+    for (size_t i = 0; i < record->n_cols; ++i) {
+        line.put(',');
+        fields.append_to(&line, record->cols[i]);
+    }
+    line.put('\n');
 }
 
 // A pipe takes a long line in pieces.
@@ -253,9 +275,8 @@ UtcTime utc_time(long long seconds) {
 }
 
 void print_value(SFMT_buffer *out, const char *format, const Value &value) {
-    SFMT_altprintf_cbs getters = {no_text, real_of, int_of, integer_of};
-    Value copy = value;
-    SFMT_cbaltprintf(out, format != nullptr ? format : "", &getters, &copy);
+    TextWriter writer(out);
+    print_formatted(format, value, &writer);
 }
 
 } // namespace zeb

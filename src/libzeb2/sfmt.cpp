@@ -243,6 +243,11 @@ TextWriter::TextWriter(SFMT_buffer *bf, size_t start) : bf_(bf), idx_(start) {
         bf_->buffer[idx_] = '\0';
 }
 
+TextWriter::TextWriter(SFMT_buffer *bf) : bf_(bf), idx_(text_length(bf)), settles_(false) {
+    if (bf_->buffer == nullptr)
+        bf_->sz_buffer = 0;
+}
+
 char *TextWriter::grow(size_t count) {
     if (failed_)
         return nullptr;
@@ -251,7 +256,7 @@ char *TextWriter::grow(size_t count) {
 }
 
 void TextWriter::settle() {
-    if (!ahead_ || bf_->buffer == nullptr)
+    if (!settles_ || !ahead_ || bf_->buffer == nullptr)
         return;
     ahead_ = false;
     SFMT_make_accessable(bf_, idx_);

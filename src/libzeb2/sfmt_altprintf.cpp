@@ -322,12 +322,10 @@ void format_list(SFMT_buffer *bf, const char *fmt, va_list args, size_t start) {
 
 } // namespace
 
-void SFMT_valtprintf_idx(SFMT_buffer *bf, const char *fmt, const SFMT_valtprintf_param *param,
-                         size_t start) {
-    TextWriter out(bf, start);
-    if (!ZEB_CHECK(fmt != nullptr))
-        return;
-    const Arguments arguments{*param};
+namespace zeb {
+
+void expand_format(TextWriter &out, const char *fmt, const SFMT_valtprintf_param &param) {
+    const Arguments arguments{param};
     for (const char *at = fmt; *at != '\0' && !out.failed();) {
         if ((*at != '%' && *at != '*') || at[0] == at[1]) {
             out.put(*at);
@@ -338,6 +336,16 @@ void SFMT_valtprintf_idx(SFMT_buffer *bf, const char *fmt, const SFMT_valtprintf
             at = expand_directive(out, fmt, at, arguments);
         }
     }
+}
+
+} // namespace zeb
+
+void SFMT_valtprintf_idx(SFMT_buffer *bf, const char *fmt, const SFMT_valtprintf_param *param,
+                         size_t start) {
+    TextWriter out(bf, start);
+    if (!ZEB_CHECK(fmt != nullptr))
+        return;
+    expand_format(out, fmt, *param);
     out.settle();
 }
 

@@ -1,11 +1,13 @@
 // sfmt_int.h - what the sources of sfmt share: where arguments come from, the writer that lays text
-// into a buffer, a number format as read from a "*" directive, and decimal digits. Not installed.
+// into a buffer (log lays its lines with it too), a number format as read from a "*" directive, and
+// decimal digits. Not installed.
 #ifndef ZEB2_SFMT_INT_H
 #define ZEB2_SFMT_INT_H
 
 #include "sfmt.h"
 
 #include <climits>
+#include <cstring>
 
 // The getters of SFMT_altprintf_cbs with the parameter that each is called with.
 struct SFMT_valtprintf_param {
@@ -28,6 +30,10 @@ void SFMT_valtprintf_idx(SFMT_buffer *bf, const char *fmt, const SFMT_valtprintf
 
 namespace zeb {
 
+class TextWriter;
+// Formats `fmt` at the writer's end.
+void expand_format(TextWriter &out, const char *fmt, const SFMT_valtprintf_param &param);
+
 // No block grows to this size: a longer text is refused with a report.
 constexpr size_t k_max_block = size_t{1} << 30;
 // A formatting failure that gives no length doubles the block up to this size, no further.
@@ -43,6 +49,8 @@ constexpr int k_max_printf_width = 4096;
 class TextWriter {
   public:
     TextWriter(SFMT_buffer *bf, size_t start);
+    // Writes onto the text and never settles: for a buffer whose size nobody looks at.
+    explicit TextWriter(SFMT_buffer *bf);
 
     // True once space could not be had; nothing is written any more.
     bool failed() const { return failed_; }
@@ -65,6 +73,14 @@ class TextWriter {
             advance_to(out + 1);
         }
     }
+    // The text must not lie in the buffer.
+    void append(const char *text, size_t length) {
+        if (char *out = length != 0 ? reserve(length) : nullptr) {
+            memcpy(out, text, length);
+            advance_to(out + length);
+        }
+    }
+    size_t length() const { return idx_; }
     void settle();
     // The buffer, settled, for a printf onto its end; resume() then moves to the new end.
     SFMT_buffer *settled_buffer();
@@ -75,6 +91,7 @@ class TextWriter {
 
     SFMT_buffer *bf_;
     size_t idx_;
+    bool settles_ = true;
     bool ahead_ = false; // characters were written since the block last had its settled size
     bool failed_ = false;
 };
