@@ -183,6 +183,9 @@ void LOG_close(LOG_file *f) {
     free_records(f);
     LL_clear(&f->headers);
     close_file(f);
+    if (f->lost != 0)
+        ZEB_REPORT("Log file \"%s\" is closed, %zu lines were lost", f->filename, f->lost);
+    f->lost = 0;
     f->interrupted = FALSE;
     SFMT_destroy_buffer(&f->sbfr);
 }

@@ -31,10 +31,11 @@
  *
  * Files: a file gets its name when its header is complete, in one step, so that whoever finds it
  * finds the whole header, also after a crash; at most its last line is torn. A file that can no
- * longer be written (full disk, read-only or vanished directory) is reported when that begins; the
- * lines of the meantime are lost and counted. Each further line tries again, in the same file, or
- * in a new one when it is gone, and the first that succeeds is reported with the count. The files
- * are entries of zebfile.h, whose servicing thread does the writing.
+ * longer be written (full disk, read-only or vanished directory) is reported when that begins. The
+ * next line tries again together with those that were still queued, in the same file, or in a new
+ * one when it is gone. When that fails they are lost and counted; each further line tries again,
+ * and the first that succeeds is reported with the count. The files are entries of zebfile.h, whose
+ * servicing thread does the writing.
  *
  * Threads: nothing here locks. A LOG_file belongs to one thread, the one that processes messages
  * and runs the timed events; a daemon that uses it from several serialises its calls. That thread
@@ -274,8 +275,8 @@ ZEB_API BOOL LOG_switch(LOG_file *f, time_t switchtime);
  * Threads: the file's owner; waits for the servicing thread. */
 ZEB_API void LOG_flush(LOG_file *f);
 
-/* Closes the file, whose lines are all written before, and releases records, header lines and
- * buffer; monitor and average lines still due are not written.
+/* Closes the file, whose lines are all written before or, after a fault, reported as lost, and
+ * releases records, header lines and buffer; monitor and average lines still due are not written.
  * f: not null, initialised. It may be initialised and used again, once the link it was registered
  *   with no longer delivers messages.
  * Threads: the file's owner, which is the thread of the timed events; waits for the servicing

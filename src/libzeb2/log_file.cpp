@@ -110,7 +110,7 @@ bool make_entry(Descriptor *fd, Entry *entry) {
     errno = ENOMEM;
     if (!ZEBFILE_associate_fh(fd->get(), ZEBFILE_WRITE))
         return false;
-    entry->id = file_id(fd->get());
+    entry->id = file_claim(fd->get());
     entry->fh = fd->give();
     return true;
 }
@@ -181,9 +181,9 @@ bool is_deleted(const LOG_file *f) {
 
 // ---- Going on after a fault ----
 
-// Removes the beginning of a line at the end of the file. A file without one whole line has lost
-// its header and is as good as gone.
-bool cut_torn_line(int fd) {
+// Removes the beginning of a line at the end of the file, unless its rest follows. A file without
+// one whole line has lost its header and is as good as gone.
+bool end_with_whole_line(int fd, bool rest_follows) {
     const off_t size = lseek(fd, 0, SEEK_END);
     char block[4096];
     off_t end = size;
@@ -200,7 +200,7 @@ bool cut_torn_line(int fd) {
     }
     if (end == 0)
         errno = ENOENT;
-    return end != 0 && (end == size || ftruncate(fd, end) == 0);
+    return end != 0 && (end == size || rest_follows || ftruncate(fd, end) == 0);
 }
 
 // Writes the line now: a file that is still full is found so here, before anything is said.
@@ -215,62 +215,80 @@ bool append_whole(int fd, const char *filename, const char *line) {
     return false;
 }
 
-bool reopen(LOG_file *f, const char *line) {
+size_t lines_in(const char *text, size_t length) {
+    return static_cast<size_t>(std::count(text, text + length, '\n'));
+}
+
+// What is to be written after a fault: what the file before still had queued, and the new line.
+struct Due {
+    OwnedBlock<char> text; // null when nothing was queued
+    size_t queued = 0;     // bytes of the text before the new line
+    bool torn = false;     // it follows the file's last byte, perhaps within a line
+};
+
+// Gives up a file that is not written any more; what is queued must not follow later lines there.
+Due interrupt(LOG_file *f, const char *line) {
+    Due due;
+    OwnedBlock<char> queued;
+    if (f->fh != -1) {
+        queued.reset(reinterpret_cast<char *>(file_take(f->fh, f->entry, &due.queued, &due.torn)));
+        file_abandon(f->fh, f->entry);
+    }
+    f->fh = -1;
+    f->interrupted = TRUE;
+    if (due.queued == 0)
+        return {};
+    due.text.reset(static_cast<char *>(malloc(due.queued + strlen(line) + 1)));
+    if (due.text == nullptr) {
+        f->lost += lines_in(queued.get(), due.queued);
+        return {};
+    }
+    memcpy(due.text.get(), queued.get(), due.queued);
+    strcpy(due.text.get() + due.queued, line);
+    return due;
+}
+
+bool reopen(LOG_file *f, const char *text, bool torn) {
     Descriptor fd(open(f->filename, k_open_flags | O_RDWR));
     Entry entry;
-    if (fd.get() == -1 || !cut_torn_line(fd.get()) || !append_whole(fd.get(), f->filename, line) ||
-        !make_entry(&fd, &entry))
+    if (fd.get() == -1 || !end_with_whole_line(fd.get(), torn) ||
+        !append_whole(fd.get(), f->filename, text) || !make_entry(&fd, &entry))
         return false;
     take_file(f, entry, f->filename);
     return true;
 }
 
-bool begin_next(LOG_file *f, const char *line) {
+bool begin_next(LOG_file *f, const char *text) {
     char filename[k_path_size];
-    return name_for_now(f, filename) && begin_file(f, filename) && queue_line(f, line);
-}
-
-bool go_on(LOG_file *f, const char *line) {
-    if (f->headless)
-        return begin_file(f, f->filename) && queue_line(f, line);
-    return reopen(f, line) || (errno == ENOENT && begin_next(f, line));
-}
-
-size_t lines_in(const char *text, size_t length) {
-    return static_cast<size_t>(std::count(text, text + length, '\n'));
-}
-
-// Gives up a file that is not written any more; what is queued must not follow later lines there.
-// Returns the lines held back with the new one behind them, null when there are none. After an
-// error they begin anywhere, and are only counted.
-OwnedBlock<char> interrupt(LOG_file *f, const char *line) {
-    size_t count = 0;
-    bool failed = true;
-    OwnedBlock<char> held;
-    if (f->fh != -1) {
-        held.reset(reinterpret_cast<char *>(file_take(f->fh, f->entry, &count, &failed)));
-        file_abandon(f->fh, f->entry);
-    }
-    f->fh = -1;
-    f->interrupted = TRUE;
-    OwnedBlock<char> text;
-    if (count == 0)
-        return text;
-    if (!failed)
-        text.reset(static_cast<char *>(malloc(count + strlen(line) + 1)));
-    if (text == nullptr) {
-        f->lost += lines_in(held.get(), count);
-        return text;
-    }
-    memcpy(text.get(), held.get(), count);
-    strcpy(text.get() + count, line);
-    return text;
+    return name_for_now(f, filename) && begin_file(f, filename) && queue_line(f, text);
 }
 
 void lose_lines(LOG_file *f, const char *text, bool first) {
     f->lost += lines_in(text, strlen(text));
     if (first)
         ZEB_REPORT_ERRNO("Unable to write to log file \"%s\"", f->filename);
+}
+
+void go_on(LOG_file *f, const char *line) {
+    const bool first = f->lost == 0;
+    const Due due = interrupt(f, line);
+    const char *text = due.text != nullptr ? due.text.get() : line;
+    if (reopen(f, text, due.torn))
+        return;
+    if (errno == ENOENT) {
+        // The beginning of a torn line is gone with the file.
+        const size_t start = due.torn ? due.queued : 0;
+        f->lost += lines_in(text, start);
+        text += start;
+        if (begin_next(f, text))
+            return;
+    }
+    lose_lines(f, text, first);
+}
+
+void begin_headed(LOG_file *f, const char *line) {
+    if (!begin_file(f, f->filename) || !queue_line(f, line))
+        lose_lines(f, line, f->lost == 0);
 }
 
 } // namespace
@@ -305,21 +323,20 @@ bool begin_file(LOG_file *f, const char *filename) {
 void write_line(LOG_file *f, const char *line) {
     if (!f->info.enabled || (f->fh == -1 && !f->interrupted))
         return;
-    const bool first = f->lost == 0;
-    OwnedBlock<char> held;
-    if (!f->headless) {
-        if (!is_deleted(f) && queue_line(f, line))
-            return;
-        held = interrupt(f, line);
-    }
-    const char *text = held != nullptr ? held.get() : line;
-    if (!go_on(f, text))
-        lose_lines(f, text, first);
+    if (f->headless)
+        begin_headed(f, line);
+    else if (is_deleted(f) || !queue_line(f, line))
+        go_on(f, line);
 }
 
 void close_file(LOG_file *f) {
-    if (f->fh != -1)
-        file_close(f->fh, f->entry);
+    if (f->fh == -1)
+        return;
+    file_close(f->fh, f->entry);
+    size_t left;
+    bool failed;
+    const OwnedBlock<BYTE> text(file_take(f->fh, f->entry, &left, &failed));
+    f->lost += lines_in(reinterpret_cast<const char *>(text.get()), left);
     f->fh = -1;
 }
 

@@ -58,7 +58,7 @@ bool begin_file(LOG_file *f, const char *filename);
 bool name_for_now(const LOG_file *f, char (&filename)[256]);
 // Writes a line to the current file if logging is enabled.
 void write_line(LOG_file *f, const char *line);
-// Closes the current file, all written.
+// Closes the current file, all written; what an error kept from that is counted as lost.
 void close_file(LOG_file *f);
 
 // log_message.cpp

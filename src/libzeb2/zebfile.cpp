@@ -19,6 +19,7 @@ namespace zeb {
 
 LL_TYPE g_zebfile_open_files;
 pthread_mutex_t g_zebfile_open_files_mutex = PTHREAD_MUTEX_INITIALIZER;
+LL_TYPE g_zebfile_rests;
 fd_set g_zebfile_close_files;
 std::atomic<pthread_t *> g_zebfile_signal_thread;
 
@@ -135,7 +136,7 @@ void wake_dispatcher() {
 FileEntry *find_lasting(int fh, QWORD id) {
     FileEntry *file = find_file(fh);
     return file != nullptr && file->id == id && !FD_ISSET(fh, &g_zebfile_close_files) ? file
-                                                                                       : nullptr;
+                                                                                      : nullptr;
 }
 
 void request_close(int fh, bool detach) {
@@ -196,6 +197,11 @@ bool queue_into(FileEntry *file, const void *pd, size_t n) {
     return true;
 }
 
+// Whether the servicing thread has something to write now, which it was woken for when that began.
+bool is_due(const FileEntry *file) {
+    return file->buffer_off != 0 && (file->in_flush || !is_below_limit(file));
+}
+
 bool queue_bytes(int fh, const void *pd, size_t n) {
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
     FileEntry *file = find_writing(fh);
@@ -238,6 +244,21 @@ bool queue_text(int fh, const char *fmt, va_list args) {
         if (!make_room(file, need))
             return false;
     }
+}
+
+BOOL is_rest_of_other(void *data, void *param) {
+    return static_cast<FileRest *>(data)->id != *static_cast<QWORD *>(param);
+}
+
+BYTE *take_rest(QWORD id, size_t *n) {
+    *n = 0;
+    LL_NODE *node = LL_transverse_until_forwards(&g_zebfile_rests, is_rest_of_other, &id);
+    if (node == nullptr)
+        return nullptr;
+    const FileRest rest = *static_cast<FileRest *>(node->data);
+    LL_delete_specfic(&g_zebfile_rests, node);
+    *n = rest.size;
+    return rest.block;
 }
 
 void set_flush_limit(int fh, size_t sz) {
@@ -310,15 +331,28 @@ QWORD file_id(int fh) {
     return file != nullptr ? file->id : 0;
 }
 
+QWORD file_claim(int fh) {
+    ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
+    FileEntry *file = find_file(fh);
+    if (file == nullptr)
+        return 0;
+    file->claimed = true;
+    return file->id;
+}
+
 bool file_write(int fh, QWORD id, const void *pd, size_t n) {
+    bool news;
     {
         ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
         FileEntry *file = find_lasting(fh, id);
         if (file == nullptr)
             return false;
+        const bool was_due = is_due(file);
         queue_into(file, pd, n);
+        news = !was_due && is_due(file);
     }
-    wake_dispatcher();
+    if (news)
+        wake_dispatcher();
     return true;
 }
 
@@ -347,10 +381,9 @@ void file_close(int fh, QWORD id) {
 BYTE *file_take(int fh, QWORD id, size_t *n, bool *failed) {
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
     FileEntry *file = find_file(fh);
-    *n = 0;
     *failed = find_lasting(fh, id) == nullptr;
     if (file == nullptr || file->id != id)
-        return nullptr;
+        return take_rest(id, n);
     BYTE *block = file->buffer;
     *n = file->buffer_off;
     file->buffer = nullptr;

@@ -49,10 +49,29 @@ ssize_t write_quietly(const FileEntry *file) {
 
 // ---- Ending entries ----
 
+void write_last(FileEntry *file) {
+    const ssize_t count = write_quietly(file);
+    if (count > 0)
+        drop_front(file, static_cast<size_t>(count));
+}
+
+// Leaves what is still queued to the entry's owner. Without memory it is lost.
+void leave_rest(FileEntry *file) {
+    const FileRest rest = {file->id, file->buffer, file->buffer_off};
+    if (LL_insert_tail(&g_zebfile_rests, &rest, sizeof rest) != nullptr)
+        file->buffer = nullptr;
+}
+
+void free_rest(void *data, void *) {
+    free(static_cast<FileRest *>(data)->block);
+}
+
 // Ends an entry that has left the table.
 void end_file(FileEntry *file) {
     if (file->mode != ZEBFILE_READ && file->fh != -1 && has_queued(file))
-        (void)write_quietly(file);
+        write_last(file);
+    if (file->claimed && has_queued(file))
+        leave_rest(file);
     if (file->refused != 0)
         ZEB_REPORT("File %d closes, %zu writes were refused", file->fh, file->refused);
     if (!file->dettached && file->fh != -1)
@@ -108,13 +127,11 @@ bool takes_input(FileEntry *file) {
 
 // Whether a flush limit holds the queued bytes back; reaching it makes them all go.
 bool is_held(FileEntry *file) {
-    const size_t limit = file->buffer_flush_limit;
-    if (limit == 0 || limit == static_cast<size_t>(-1) || file->in_flush)
+    if (file->in_flush)
         return false;
-    // No more than this is ever queued.
-    if (file->buffer_off < std::min(limit, k_file_limit))
+    if (is_below_limit(file))
         return true;
-    file->in_flush = TRUE;
+    file->in_flush = has_limit(file);
     return false;
 }
 
@@ -244,6 +261,7 @@ void *serve_files(void *) {
 BOOL ZEBFILE_multi_init(void) {
     ZEB_LOCK(guard, &g_zebfile_open_files_mutex);
     LL_init(&g_zebfile_open_files);
+    LL_init(&g_zebfile_rests);
     FD_ZERO(&g_zebfile_close_files);
     g_zebfile_signal_thread = nullptr;
     return TRUE;
@@ -273,6 +291,8 @@ void ZEBFILE_multi_destroy(void) {
     g_zebfile_signal_thread = nullptr;
     LL_transverse_forwards(&g_zebfile_open_files, end_any, nullptr);
     LL_clear(&g_zebfile_open_files);
+    LL_transverse_forwards(&g_zebfile_rests, free_rest, nullptr);
+    LL_clear(&g_zebfile_rests);
 }
 
 void ZEBFILE_dispatch_init(fd_set *, fd_set *, int *, pthread_t *parent_thd) {

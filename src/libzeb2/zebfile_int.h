@@ -5,6 +5,7 @@
 #include "ll.h"
 #include "zebfile.h"
 
+#include <algorithm>
 #include <atomic>
 #include <sys/stat.h>
 
@@ -25,11 +26,20 @@ struct FileEntry : ZEBFILE_entry {
     bool deleted;     // out of the table; the last waiter frees it
     size_t refused;   // writes refused since too much was queued; 0: none are being refused
     bool paused;      // too much unread; not being read
+    bool claimed;     // see file_claim
+};
+
+// What an error left unwritten in a claimed entry.
+struct FileRest {
+    QWORD id;    // that of the entry
+    BYTE *block; // for `free`
+    size_t size;
 };
 
 // The mutex guards the list, every entry and the close set.
 extern LL_TYPE g_zebfile_open_files; // of FileEntry *
 extern pthread_mutex_t g_zebfile_open_files_mutex;
+extern LL_TYPE g_zebfile_rests;      // of FileRest
 extern fd_set g_zebfile_close_files; // entries to end in the next pre-select
 extern std::atomic<pthread_t *> g_zebfile_signal_thread;
 
@@ -48,6 +58,14 @@ void wait_for_news(FileEntry *file);
 // Waits until the entry has nothing queued, or has left the table.
 void wait_written(int fh, QWORD id);
 
+inline bool has_limit(const FileEntry *file) {
+    return file->buffer_flush_limit != 0 && file->buffer_flush_limit != static_cast<size_t>(-1);
+}
+// Whether a flush limit is set and not reached. No more than k_file_limit is ever queued.
+inline bool is_below_limit(const FileEntry *file) {
+    return has_limit(file) && file->buffer_off < std::min(file->buffer_flush_limit, k_file_limit);
+}
+
 // The size to which the buffer must grow to hold `n` more bytes, or 0 when it does already.
 size_t grown_size(const FileEntry *file, size_t n);
 // Makes `block` the buffer, with the valid bytes of the old one, which is freed. A null block loses
@@ -56,19 +74,25 @@ void adopt_block(FileEntry *file, BYTE *block, size_t size);
 void drop_front(FileEntry *file, size_t n);
 
 // For modules whose entries outlive an error, and so may find a stranger under their descriptor's
-// number. Each takes the mutex. `id` is what file_id gave for the entry.
+// number. Each takes the mutex. `id` is what file_id or file_claim gave for the entry.
 
 // The id of a descriptor's entry; 0 when there is none.
 QWORD file_id(int fh);
-// Queues bytes. False when the entry is gone or about to go.
+// As file_id. What is still queued when an error ends the entry is kept until it is taken with
+// file_take, which the caller does after file_close at the latest.
+QWORD file_claim(int fh);
+// Queues bytes. The servicing thread is woken when it gets something to write by them, not again
+// while it has: a log writes line by line. False when the entry is gone or about to go.
 bool file_write(int fh, QWORD id, const void *pd, size_t n);
-// fstat of the descriptor, which nobody closes meanwhile. False when the entry is gone or about to go.
+// fstat of the descriptor, which nobody closes meanwhile. False when the entry is gone or about to
+// go.
 bool file_stat(int fh, QWORD id, struct stat *info);
 // As ZEBFILE_flush and ZEBFILE_close.
 void file_flush(int fh, QWORD id);
 void file_close(int fh, QWORD id);
-// Takes what is queued out of the entry: a block for `free`, or null, and its size. `failed` becomes
-// whether the entry is about to go, after an error.
+// Takes what is queued, or was left, out of the entry: a block for `free`, or null, and its size.
+// `failed` becomes whether the entry is gone or about to go: after an error, when anything is left,
+// and then what is left follows the last byte written, which need not be the last of a line.
 BYTE *file_take(int fh, QWORD id, size_t *n, bool *failed);
 // Ends the entry without waiting: what is queued is dropped at once.
 void file_abandon(int fh, QWORD id);

@@ -357,7 +357,7 @@ TEST_F(LogFull, AFullDiskIsReportedOnceAndWritingResumesInTheSameFileWithoutATor
         written = number;
         for (int i = 0; i < 5; ++i)
             write(number + 1);
-        EXPECT_EQ(f.lost, 6U);
+        EXPECT_EQ(f.lost, 7U) << "the torn line, the one that found the fault, and five";
         const std::string text = err.text();
         EXPECT_EQ(count_of(text, "Unable to write to log file \"" + name +
                                      "\": File too large (log_file.cpp:"),
@@ -370,23 +370,69 @@ TEST_F(LogFull, AFullDiskIsReportedOnceAndWritingResumesInTheSameFileWithoutATor
     EXPECT_EQ(f.filename, name);
     EXPECT_EQ(data(), line(1) + line(2) + line(written + 6) + line(written + 7));
     EXPECT_THAT(err.text(), HasSubstr("Log file \"" + name +
-                                      "\" is written again, 6 lines were "
+                                      "\" is written again, 7 lines were "
                                       "lost (log_file.cpp:"));
     EXPECT_EQ(lines_of(err.text()).size(), 3U);
 }
 
-TEST_F(LogFull, AFaultThatIsOverAtTheNextLineSaysSo) {
+TEST_F(LogFull, AFaultThatIsOverAtTheNextLineLosesNoneAndSaysSo) {
     open();
     {
-        const SizeLimit full(10000);
+        // The first line is torn.
+        const SizeLimit full(content().size() + 20);
         write(1);
+        write(2);
         LOG_flush(&f);
     }
-    write(2);
-    EXPECT_EQ(data(), line(2));
+    write(3);
+    EXPECT_EQ(data(), line(1) + line(2) + line(3));
     const std::string name = "\"" + std::string(f.filename) + "\"";
     EXPECT_THAT(err.text(),
                 HasSubstr("Log file " + name + " was not written, going on in " + name));
+    EXPECT_EQ(lines_of(err.text()).size(), 2U);
+}
+
+TEST_F(LogFull, LinesThatAnErrorLeftAreCountedWhenTheFileIsGoneToo) {
+    root.set("Disk;BufferSize", "100");
+    open();
+    {
+        const SizeLimit full(read_file(f.filename).size() + 60);
+        for (DWORD i = 1; i <= 10; ++i)
+            write(i);
+        LOG_flush(&f);
+    }
+    std::filesystem::remove(f.filename);
+    write(11);
+    EXPECT_EQ(data(), line(11));
+    EXPECT_THAT(err.text(), HasSubstr("is written again, 9 lines were lost"));
+}
+
+TEST_F(LogFull, ASwitchCountsTheLinesThatAnErrorLeft) {
+    open();
+    {
+        const SizeLimit full(read_file(f.filename).size() + 60);
+        for (DWORD i = 1; i <= 3; ++i)
+            write(i);
+        LOG_flush(&f);
+    }
+    EXPECT_TRUE(switch_later());
+    write(4);
+    EXPECT_EQ(data(), line(4));
+    EXPECT_THAT(err.text(), HasSubstr("is written again, 2 lines were lost"));
+}
+
+TEST_F(LogFull, ClosingCountsTheLinesThatAnErrorLeft) {
+    open();
+    {
+        const SizeLimit full(read_file(f.filename).size() + 60);
+        for (DWORD i = 1; i <= 3; ++i)
+            write(i);
+        LOG_close(&f);
+    }
+    EXPECT_THAT(err.text(), HasSubstr("Log file \"" + std::string(f.filename) +
+                                      "\" is closed, 2 lines were lost (log.cpp:"));
+    EXPECT_EQ(lines_of(err.text()).size(), 2U);
+    LOG_close(&f);
     EXPECT_EQ(lines_of(err.text()).size(), 2U);
 }
 

@@ -371,6 +371,38 @@ TEST_F(ZebfileHooks, EveryChangeWakesTheServicingThreadAndFlushDoesNot) {
     close(fh);
 }
 
+TEST_F(ZebfileHooks, AWriteByIdWakesTheServicingThreadOnlyWhenItGetsSomethingToDo) {
+    pthread_t self = pthread_self();
+    ZEBFILE_dispatch_init(&rx, &tx, &fd_max, &self);
+    WakeUps wake_ups;
+    const int fh = writing(&p);
+    const QWORD id = file_id(fh);
+    wake_ups.count();
+    EXPECT_TRUE(file_write(fh, id, "x", 1));
+    EXPECT_EQ(wake_ups.count(), 1) << "the first byte";
+    EXPECT_TRUE(file_write(fh, id, "x", 1));
+    EXPECT_EQ(wake_ups.count(), 0) << "one wake-up is under way";
+    cycle();
+    EXPECT_EQ(p.take(), "xx");
+    EXPECT_TRUE(file_write(fh, id, "x", 1));
+    EXPECT_EQ(wake_ups.count(), 1) << "the first byte after a cycle";
+    cycle();
+
+    ZEBFILE_setbuffer(fh, 3);
+    wake_ups.count();
+    EXPECT_TRUE(file_write(fh, id, "y", 1));
+    EXPECT_TRUE(file_write(fh, id, "y", 1));
+    EXPECT_EQ(wake_ups.count(), 0) << "held back";
+    EXPECT_TRUE(file_write(fh, id, "y", 1));
+    EXPECT_EQ(wake_ups.count(), 1) << "the limit";
+    EXPECT_TRUE(file_write(fh, id, "y", 1));
+    EXPECT_EQ(wake_ups.count(), 0);
+    cycle();
+    EXPECT_EQ(p.take(), "xyyyy");
+    ZEBFILE_disassociate_fh(fh);
+    cycle();
+}
+
 // ---- The module's own thread ----
 
 TEST_F(ZebfileOwnThread, ServesPipesSocketsAndTerminals) {

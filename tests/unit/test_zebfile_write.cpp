@@ -303,6 +303,42 @@ TEST_F(ZebfileTable, AnEntryFlaggedForItsEndTakesNothingMore) {
     EXPECT_EQ(buffered(fh), "");
 }
 
+TEST_F(ZebfileTable, AClaimedEntryLeavesWhatAnErrorKeptFromBeingWritten) {
+    const int fh = writing(&p);
+    const QWORD id = file_claim(fh);
+    EXPECT_EQ(id, file_id(fh));
+    EXPECT_TRUE(file_write(fh, id, "ab", 2));
+    cycle();
+    cycle();
+    EXPECT_EQ(p.take(), "ab");
+    p.close_end(0);
+    EXPECT_TRUE(file_write(fh, id, "cdef", 4));
+    cycle();
+    cycle();
+    pre_select();
+    EXPECT_EQ(file_id(fh), 0U);
+    size_t left;
+    bool failed;
+    BYTE *rest = file_take(fh, id, &left, &failed);
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(rest), left), "cdef");
+    free(rest);
+    EXPECT_EQ(file_take(fh, id, &left, &failed), nullptr) << "taken once";
+    EXPECT_EQ(left, 0U);
+}
+
+TEST_F(ZebfileTable, WhatNobodyTakesIsFreedWithTheTable) {
+    const int fh = writing(&p);
+    const QWORD id = file_claim(fh);
+    p.close_end(0);
+    EXPECT_TRUE(file_write(fh, id, "cdef", 4));
+    ZEBFILE_multi_destroy();
+    size_t left;
+    bool failed;
+    EXPECT_EQ(file_take(fh, id, &left, &failed), nullptr);
+    EXPECT_EQ(file_claim(fh), 0U);
+}
+
 TEST_F(ZebfileWriteThread, ClosingByIdLeavesNothingQueuedBehind) {
     const QWORD id = file_id(fh);
     ZEBFILE_setbuffer(fh, 100);
