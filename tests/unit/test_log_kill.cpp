@@ -18,23 +18,35 @@ namespace {
 
 constexpr size_t k_padding = 64; // characters behind a line's number, so that a torn one shows
 
-// How many daemons are killed; ZEB_LOG_KILLS=200 for a long run.
-int kills() {
+constexpr size_t k_side_by_side = 10; // daemons that run, and are killed, together
+
+// How many daemons of each kind are killed; ZEB_LOG_KILLS=1000 for a long run.
+size_t kills() {
     const char *value = getenv("ZEB_LOG_KILLS");
-    return value != nullptr ? atoi(value) : 20;
+    return value != nullptr ? strtoul(value, nullptr, 10) : 50;
+}
+
+// How a daemon logs.
+struct Kind {
+    const char *name;
+    bool switches;           // begins files over and over
+    const char *buffer_size; // KiB held back
+};
+
+std::ostream &operator<<(std::ostream &out, const Kind &kind) {
+    return out << kind.name;
 }
 
 // A daemon that logs without pause, in a process of its own. Its lines are numbered from 1.
 class Daemon {
   public:
-    Daemon(const std::string &directory, bool switches, const char *buffer_size) {
+    Daemon(const std::string &directory, const Kind &kind) : switches_(kind.switches) {
         root.set("Disk;LogDir", directory.c_str());
-        root.set("Disk;BufferSize", buffer_size);
+        root.set("Disk;BufferSize", kind.buffer_size);
         LOG_init(&f);
         for (int i = 0; i < 300; ++i)
             zeb::insert_header(&f, ("!fil;" + std::to_string(i) + ",filler of the header").c_str());
         LOG_define_record(&f, "S", "*", vars, nullptr, FALSE);
-        switches_ = switches;
     }
     ~Daemon() { LOG_close(&f); }
 
@@ -81,32 +93,53 @@ std::string line_of(DWORD number) {
            std::string(k_padding, '.') + "\n";
 }
 
-class LogKill : public testing::Test {
-  protected:
-    // Starts a daemon, kills it at a random moment and returns the number of the last line that it
-    // knew to be flushed.
-    DWORD run_and_kill(Daemon *daemon) {
+// A daemon of its own process and directory.
+class Victim {
+  public:
+    explicit Victim(const Kind &kind) : daemon_(dir_.path(), kind) {
         int ends[2];
         EXPECT_EQ(pipe(ends), 0);
-        const pid_t child = fork();
-        if (child == 0)
-            daemon->run(ends[1]);
+        said_ = ends[0];
+        child_ = fork();
+        if (child_ == 0)
+            daemon_.run(ends[1]);
         close(ends[1]);
-        DWORD flushed = 0, next = 0;
-        const unsigned wanted = std::uniform_int_distribution<unsigned>(0, 3)(random_);
-        for (unsigned i = 0; i < wanted && read(ends[0], &next, sizeof next) == sizeof next; ++i)
-            flushed = next;
-        usleep(std::uniform_int_distribution<unsigned>(0, 60000)(random_));
-        kill(child, SIGKILL);
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status)) << "the daemon could not run";
-        while (read(ends[0], &next, sizeof next) == sizeof next)
-            flushed = next;
-        close(ends[0]);
-        return flushed;
     }
-    std::mt19937 random_{std::random_device{}()};
+    ~Victim() { close(said_); }
+    Victim(const Victim &) = delete;
+    Victim &operator=(const Victim &) = delete;
+
+    // Returns when it has said so often that it flushed, `delay` microseconds later.
+    void kill_after(unsigned flushes, unsigned delay) {
+        for (unsigned i = 0; i < flushes; ++i)
+            listen();
+        usleep(delay);
+        kill(child_, SIGKILL);
+        int status = 0;
+        waitpid(child_, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status)) << "the daemon could not run";
+        while (listen()) {
+        }
+        daemon_.insert_standard();
+    }
+    // The number of the last line that it knew to be flushed.
+    DWORD flushed() const { return flushed_; }
+    const TempDir &dir() const { return dir_; }
+    Daemon *daemon() { return &daemon_; }
+
+  private:
+    bool listen() {
+        DWORD next = 0;
+        if (read(said_, &next, sizeof next) != sizeof next)
+            return false;
+        flushed_ = next;
+        return true;
+    }
+    TempDir dir_;
+    Daemon daemon_;
+    int said_ = -1;
+    pid_t child_ = -1;
+    DWORD flushed_ = 0;
 };
 
 // Whether the text is numbered lines one after the other, the last one torn at most; the number of
@@ -142,31 +175,46 @@ void check_file(Daemon *daemon, const std::string &path, DWORD *last) {
     }
 }
 
-TEST_F(LogKill, EveryFileHasItsWholeHeaderAndAtMostOneTornLine) {
-    for (int i = 0; i < kills() && !HasFailure(); ++i) {
-        TempDir dir;
-        Daemon daemon(dir.path(), true, i % 2 == 0 ? "0" : "1");
-        run_and_kill(&daemon);
-        daemon.insert_standard();
-        for (const auto &entry : std::filesystem::directory_iterator(dir.path())) {
-            DWORD last = 0;
-            check_file(&daemon, entry.path(), &last);
+class LogKill : public testing::TestWithParam<Kind> {
+  protected:
+    unsigned up_to(unsigned most) {
+        return std::uniform_int_distribution<unsigned>(0, most)(random_);
+    }
+    void kill_some(size_t count) {
+        std::vector<std::unique_ptr<Victim>> victims;
+        while (victims.size() < count)
+            victims.push_back(std::make_unique<Victim>(GetParam()));
+        for (const auto &victim : victims)
+            victim->kill_after(up_to(2), up_to(10000));
+        for (const auto &victim : victims)
+            check(victim.get());
+    }
+    // A daemon that switches within a second replaces what it has flushed.
+    static void check(Victim *victim) {
+        DWORD last = 0;
+        for (const auto &entry : std::filesystem::directory_iterator(victim->dir().path()))
+            check_file(victim->daemon(), entry.path(), &last);
+        if (!GetParam().switches) {
+            EXPECT_GE(last, victim->flushed());
         }
+    }
+    std::mt19937 random_{std::random_device{}()};
+};
+
+TEST_P(LogKill, EveryFileHasItsWholeHeaderAndWhatWasFlushedAndAtMostOneTornLine) {
+    for (size_t left = kills(); left != 0 && !HasFailure();) {
+        const size_t count = std::min(left, k_side_by_side);
+        kill_some(count);
+        left -= count;
     }
 }
 
-TEST_F(LogKill, WhatWasFlushedIsInTheFile) {
-    for (int i = 0; i < kills() && !HasFailure(); ++i) {
-        TempDir dir;
-        Daemon daemon(dir.path(), false, i % 2 == 0 ? "0" : "64");
-        const DWORD flushed = run_and_kill(&daemon);
-        daemon.insert_standard();
-        DWORD last = 0;
-        for (const auto &entry : std::filesystem::directory_iterator(dir.path()))
-            check_file(&daemon, entry.path(), &last);
-        EXPECT_GE(last, flushed);
-    }
-}
+INSTANTIATE_TEST_SUITE_P(Daemons, LogKill,
+                         testing::Values(Kind{"WritingAtOnce", false, "0"},
+                                         Kind{"HoldingBack", false, "64"},
+                                         Kind{"SwitchingAndWritingAtOnce", true, "0"},
+                                         Kind{"SwitchingAndHoldingBack", true, "1"}),
+                         [](const auto &kind) { return std::string(kind.param.name); });
 
 // ---- A small disk ----
 
