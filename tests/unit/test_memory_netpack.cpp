@@ -2,7 +2,7 @@
 // no harm.
 #include "fail_alloc.h"
 #include "netmsg.h"
-#include "netpack_catalogue.h"
+#include "netpack_samples.h"
 
 #include <functional>
 #include <gmock/gmock.h>
@@ -153,6 +153,127 @@ TEST(NetpackMemory, CopyEndsTheProcess) {
                 NETPACK_msg_copy(&message, &copy);
             },
             ExitedWithCode(255), k_report);
+}
+
+namespace {
+
+std::vector<std::string> names_of_whole(const Catalogue &catalogue) {
+    std::vector<std::string> names;
+    names.reserve(8);
+    iterate_ds_raw(
+        catalogue, &k_whole, "Whole", sizeof k_whole,
+        [](char *name, NETPACK_ds_iterator_types, void *, size_t, void *param) {
+            static_cast<std::vector<std::string> *>(param)->emplace_back(name);
+        },
+        &names, "");
+    return names;
+}
+
+} // namespace
+
+TEST(NetpackMemory, IterationLeavesOutNothingButWhatHasNoName) {
+    for (Alloc kind : {Alloc::fresh, Alloc::resized})
+        for_each_failure(kind, [](const Catalogue &catalogue) {
+            const size_t count = names_of_whole(catalogue).size();
+            EXPECT_GE(count, 4u);
+            return count == 6;
+        });
+}
+
+TEST(NetpackMemory, IterationSkipsTheValueWithoutAName) {
+    TestCatalogue catalogue(sample_structures());
+    names_of_whole(catalogue.get()); // makes the plans
+    StderrCapture errors;
+    {
+        FailingAlloc failing(Alloc::fresh, 1);
+        EXPECT_THAT(
+            names_of_whole(catalogue.get()),
+            testing::ElementsAre("parts_1_tag", "parts_1_v", "parts_2_tag", "parts_2_v", "when"));
+    }
+    FailingAlloc failing(Alloc::fresh, 2); // the prefix of the first element
+    EXPECT_THAT(names_of_whole(catalogue.get()),
+                testing::ElementsAre("n", "parts_2_tag", "parts_2_v", "when"));
+    EXPECT_EQ(occurrences(errors.finish(), "assertion failed (netpack_text.cpp:"), 2u);
+}
+
+TEST(NetpackMemory, DumpStopsWithoutAPrefix) {
+    TestCatalogue catalogue(sample_structures());
+    const auto print = [&](FILE *stream) {
+        print_ds_raw(catalogue.get(), &k_whole, "Whole", sizeof k_whole, stream, "", 0);
+    };
+    printed(print); // makes the plans
+    StderrCapture errors;
+    EXPECT_EQ(printed([&](FILE *stream) {
+                  FailingAlloc failing(Alloc::fresh, 1);
+                  print(stream);
+              }),
+              "n(INT)=-2\nparts(BIN)[2]=");
+    EXPECT_THAT(errors.finish(), HasSubstr(k_report));
+}
+
+TEST(NetpackMemory, DumpOfAPackageStopsWithoutAPrefix) {
+    TestCatalogue catalogue(sample_structures());
+    const Bytes package = load_hex("whole.package.hex");
+    StderrCapture errors;
+    EXPECT_EQ(printed([&](FILE *stream) {
+                  FailingAlloc failing(Alloc::fresh, 1);
+                  print_ds(catalogue.get(), package.data(), package.size(), stream, "");
+              }),
+              "*Structure=Whole\nn(INT)=-2\nparts(BIN)[2]=");
+    EXPECT_THAT(errors.finish(), HasSubstr(k_report));
+}
+
+TEST(NetpackMemory, TabularHeaderStopsWithoutAPrefix) {
+    TestCatalogue catalogue(sample_structures());
+    QueuedText queue;
+    const NETDSD_entry *entry = find_structure(catalogue.get(), "Whole"); // makes the tables
+    print_tabular_header(catalogue.get(), entry, queue.fh(), "");
+    EXPECT_EQ(queue.take(), "n,parts_1_tag,parts_1_v,parts_2_tag,parts_2_v,when");
+    StderrCapture errors;
+    {
+        FailingAlloc failing(Alloc::fresh, 1);
+        print_tabular_header(catalogue.get(), entry, queue.fh(), "");
+    }
+    EXPECT_EQ(queue.take(), "n,");
+    EXPECT_THAT(errors.finish(), HasSubstr("assertion failed (netpack_text.cpp:"));
+}
+
+TEST(NetpackMemory, TabularValuesNeedTheQueueOnly) {
+    for (Alloc kind : {Alloc::fresh, Alloc::resized})
+        for (int n = 1;; ++n) {
+            TestCatalogue catalogue(sample_structures());
+            QueuedText queue;
+            StderrCapture errors;
+            bool failed;
+            {
+                FailingAlloc failing(kind, n);
+                print_tabular(catalogue.get(), &k_whole, "Whole", sizeof k_whole, queue.fh());
+                failed = failing.failed();
+            }
+            const std::string text = queue.take();
+            const std::string report = errors.finish();
+            const std::string row = "-2,ab,+1.500000E+00,,+0.000000E+00,19700101_0000020000";
+            if (!failed) {
+                EXPECT_EQ(text, row);
+                break;
+            }
+            EXPECT_THAT(report, HasSubstr(k_report));
+            if (report.find("zebfile") == std::string::npos) {
+                EXPECT_EQ(text, row);
+            }
+        }
+}
+
+TEST(NetpackMemory, ReadingALineGivesAllOrNothing) {
+    for (Alloc kind : {Alloc::fresh, Alloc::resized}) {
+        for_each_failure(kind, [](const Catalogue &catalogue) {
+            Whole whole = {};
+            const size_t columns = read_tabular(catalogue, &whole, "Whole", sizeof whole,
+                                                "-2,ab,1.5,,0,19700101_0000020000");
+            EXPECT_EQ(+whole.n, columns == 0 ? 0 : -2);
+            return columns == 6;
+        });
+    }
 }
 
 TEST(NetmsgMemory, ReceivingDropsTheInput) {

@@ -90,3 +90,41 @@ TEST(OwnCatalogue, PacksARecordOfItsOwn) {
     EXPECT_TRUE(copy.channels[2].v == -3.25);
     free(package);
 }
+
+TEST(OwnCatalogue, WalksAndPrintsARecordOfItsOwn) {
+    NET_OWN_Instant record = {};
+    record.channels[2].v = -3.25;
+    std::string names;
+    const auto collect = [](char *name, NETPACK_ds_iterator_types, void *, size_t, void *param) {
+        *static_cast<std::string *>(param) += name + std::string(" ");
+    };
+    NETPACK_iterate_ds_raw(&record, "NET_OWN_Instant", sizeof record, collect, &names, "");
+    EXPECT_EQ(names, "channels_1_flags channels_1_v channels_2_flags channels_2_v "
+                     "channels_3_flags channels_3_v start_time valid ");
+    names.clear();
+    NETPACK_iterate_ds_raw_lib(&record, "NET_OWN_Instant", sizeof record, collect, &names, "");
+    EXPECT_EQ(names, "Raw ");
+
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *stream = open_memstream(&text, &size);
+    NETPACK_print_ds_raw(&record, "NET_OWN_Instant", sizeof record, stream, "");
+    fclose(stream);
+    EXPECT_NE(std::string(text, size).find("\tv(FLOAT)=-3.250000E+00\n"), std::string::npos);
+    free(text);
+    stream = open_memstream(&text, &size);
+    NETPACK_print_ds_raw_lib(&record, "NET_OWN_Instant", sizeof record, stream, "");
+    fclose(stream);
+    EXPECT_EQ(std::string(text, size).find("*RawData="), 0u);
+    free(text);
+}
+
+TEST(OwnCatalogue, ReadsATabularLineOfItsOwn) {
+    NET_OWN_Instant record = {};
+    EXPECT_EQ(NETPACK_read_ds_tabular_raw(&record, "NET_OWN_Instant", sizeof record,
+                                          "1,1.5,2,2.5,3,3.5,19700101_0000010500,1"),
+              8u);
+    EXPECT_TRUE(record.start_time == 1.5);
+    EXPECT_TRUE(record.channels[2].v == 3.5);
+    EXPECT_EQ(record.valid, TRUE);
+}
