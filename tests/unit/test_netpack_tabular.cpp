@@ -405,6 +405,36 @@ TEST_F(Tabular, NullArgumentsAreReported) {
 
 // ---- Both ways
 
+// docs/formats/tabular.md shows it.
+TEST_F(Tabular, ExampleReadsAsDocumented) {
+#pragma pack(push, 4)
+    struct Pump {
+        BOOL on;
+        TIME since;
+        int32_t n[3];
+        Part parts[2];
+    };
+#pragma pack(pop)
+    const std::vector<NETDSD_field> fields = {
+        TEST_FIELD(NETDSD_FT_A_INT, Pump, n, 3, 4, "int"),
+        TEST_FIELD(NETDSD_FT_BOOL, Pump, on, 1, 1, "BOOL"),
+        TEST_FIELD(NETDSD_FT_BIN, Pump, parts, 2, sizeof(Part), "Part"),
+        TEST_FIELD(NETDSD_FT_TIME, Pump, since, 1, 4, "time_t"),
+    };
+    TestCatalogue catalogue(
+        {entry_of("Part", k_part_fields, sizeof(Part)), entry_of("Pump", fields, sizeof(Pump))});
+    const Pump pump = {TRUE, k_sample_time, {1, 2, 3}, {{1.5, "ab"}, {MVC, ""}}};
+    EXPECT_EQ(header(catalogue.get(), "Pump"),
+              "n_1,n_2,n_3,on,parts_1_tag,parts_1_v,parts_2_tag,parts_2_v,since");
+    const std::string line = "1,2,3,1,ab,+1.500000E+00,,+9.999000E-99,20140821_142401";
+    EXPECT_EQ(row(catalogue.get(), &pump, "Pump", sizeof pump), line);
+    Pump copy = {};
+    EXPECT_EQ(read_tabular(catalogue.get(), &copy, "Pump", sizeof copy, line.c_str()), 9u);
+    EXPECT_EQ(copy.on, TRUE);
+    const size_t since = offsetof(Pump, since); // padding lies before it
+    EXPECT_EQ(memcmp(&copy.since, &pump.since, sizeof pump - since), 0);
+}
+
 TEST_F(Tabular, EveryStructureComesBackButThoseWithArraysOfBytes) {
     for (size_t i = 0; i < _ndsd_structures_count_ext; ++i) {
         const NETDSD_entry &entry = _ndsd_structures_ext[i];
