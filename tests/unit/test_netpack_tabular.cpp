@@ -204,7 +204,9 @@ TEST_F(Tabular, UnterminatedTextEndsWithItsMember) {
 TEST_F(Tabular, TimesOfOddYearsFitTheirTexts) {
     OneField one(NETDSD_FT_A_FTIME, 3, 8, "FTIME");
     const FTIME times[3] = {253402300800.0, 1e300, NAN};
-    EXPECT_EQ(row(one.get(), times, "One", sizeof times), "100000101_000000000,INVALID,INVALID");
+    EXPECT_EQ(row(one.get(), times, "One", sizeof times),
+              sizeof(time_t) > 4 ? "100000101_000000000,INVALID,INVALID" // cut
+                                 : "INVALID,INVALID,INVALID");
 }
 
 TEST_F(Tabular, UnknownDescriptorIsReported) {
