@@ -6,21 +6,22 @@
 
 #pragma pack(push, 4)
 
-/* One analogue channel: its name, and its value in the unit of its configuration. */
+/* One analogue channel. A value that is not known is MVC. */
 typedef struct {
-    STRING name[32];
-    double val; /* Value */
+    STRING name[32]; /* Name of the channel */
+    double val;      /* Value, in the unit that the channel is configured with */
 } NET_IO_Real;
 
 /* Values of several channels at one time; channels from n on are empty. */
 typedef struct {
-    FTIME curtime;
-    NET_IO_Real chans[64];
-    unsigned int n; /* Number of channels used */
+    FTIME curtime;         /* Time of the values (s since 1970) */
+    NET_IO_Real chans[64]; /* Channels and their values */
+    unsigned int n;        /* Number of channels used */
 } NET_IO_MultiReal;
 
+/* One digital channel; channels that do not exist have an empty name. */
 typedef struct {
-    STRING name[32];
+    STRING name[32]; /* Name of the channel */
 } NET_IO_DigitalInfo;
 
 typedef struct {
@@ -37,7 +38,7 @@ typedef struct {
 /* The holder of one of several locks on the same switch: what one holder asks for lasts until
  * that holder, not another, takes it back. */
 typedef struct {
-    STRING id[32];
+    STRING id[32]; /* Name of the holder */
 } NET_IO_LockID;
 
 #pragma pack(pop)

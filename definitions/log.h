@@ -8,20 +8,22 @@
 
 typedef struct {
     BOOL bypassed;     /* Sampling is bypassed */
-    FTIME flush_until; /* End of the flush that follows (s since 1970) */
+    FTIME flush_until; /* End of the flush that follows, -1 without one (s since 1970) */
 } NET_LOG_AVG_Bypass;
 
 typedef struct {
     BOOL contaminated; /* The air is contaminated by local sources */
-    FTIME flush_until; /* End of the flush that follows (s since 1970) */
+    FTIME flush_until; /* End of the flush that follows, -1 without one (s since 1970) */
 } NET_LOG_AVG_Contamination;
 
+/* What contaminates the air; the averages of the contaminated time are marked by it. */
 typedef struct {
-    unsigned short flags; /* Contamination flags (bits) */
+    unsigned short
+        flags; /* 1 or 2 mark the averages with 1, neither of them with 2; 4 marks them with 4 */
 } NET_LOG_AVG_ContamFlags;
 
 typedef struct {
-    FTIME flush_until; /* End of the flush (s since 1970) */
+    FTIME flush_until; /* End of the flush, -1 without one (s since 1970) */
 } NET_LOG_AVG_Flush;
 
 typedef struct {
