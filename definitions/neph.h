@@ -77,7 +77,7 @@ typedef struct {
     double blank;         /* Time after the valve moves in which nothing is measured (s) */
     double zero_time;     /* Duration of a zero (s) */
     double zero_interval; /* Time between zeros by the instrument's own schedule (s) */
-    double flow_set;      /* Blower flow set point (lpm) */
+    double Q_set;         /* Blower flow set point (lpm) */
     double lamp_power;    /* Lamp power (W) */
     double T_set;         /* Heater temperature set point (C) */
     double voltage[3];    /* Detector high voltage (V) */
@@ -92,7 +92,7 @@ typedef struct {
 typedef struct {
     double blower;     /* Blower power (%) */
     double lamp_power; /* Lamp power (W) */
-    double heater;     /* Heater temperature (C) */
+    double T_set;      /* Heater temperature set point (C) */
     BOOL valve;        /* The inlet valve is held in the zero position */
     FTIME until;       /* End of the override (s since 1970) */
 } NET_NEPH_OverrideParams;
