@@ -1,7 +1,7 @@
 /* neph.h - integrating nephelometer with a white lamp: total scattering from 7 to 170 deg and, with
  * the shutter, backscattering from 90 to 170 deg, at 450, 550 and 700 nm. Arrays of three hold
  * blue, green, red. Missing: MVC in a real, -1 in a time, 0x55555555 in an int or DWORD. The bits
- * of flags are listed in the status record. */
+ * of flags are listed in the status record, the common ones as in common_neph.h. */
 #ifndef ZEB2_DEFINITIONS_NEPH_H
 #define ZEB2_DEFINITIONS_NEPH_H
 
@@ -140,7 +140,7 @@ typedef struct {
     WORD state; /* 0 starting, 1 sampling, 2 zeroing, 3 span check, 4 no answer */
     WORD flags; /* Instrument status (bits): 0 lamp, 1 inlet valve, 2 chopper, 3 shutter, 4 heater
                    unstable, 5 pressure, 6 sample temperature, 7 inlet temperature, 8 relative
-                   humidity */
+                   humidity, 9 detector, 14 zero running, 15 span check running */
     DWORD lamp_hours;      /* Age of the lamp (h) */
     double wavelengths[3]; /* Wavelength of each colour (nm) */
     FTIME instrument_time; /* Time by the instrument's clock (s since 1970) */

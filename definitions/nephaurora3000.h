@@ -1,7 +1,7 @@
 /* nephaurora3000.h - integrating nephelometer with a light-emitting diode source, at 450, 525 and
  * 635 nm: total scattering from 10 to 170 deg and, with the shutter, backscattering from 90 to 170
  * deg. Arrays of three hold blue, green, red. Missing: MVC in a real, -1 in a time. The bits of
- * flags are listed in the status record. */
+ * flags are listed in the status record, the common ones as in common_neph.h. */
 #ifndef ZEB2_DEFINITIONS_NEPHAURORA3000_H
 #define ZEB2_DEFINITIONS_NEPHAURORA3000_H
 
@@ -88,10 +88,11 @@ typedef struct {
     WORD major_state; /* State that the instrument reports: 0 normal, 1 span calibration, 2 zero
                          calibration, 3 zero check, 4 span check, 5 zero adjustment, 6 system
                          calibration, 7 environment calibration */
-    WORD flags; /* Instrument status (bits): 0 light source, 1 detector, 2 backscatter shutter, 3
-                   zero or span valve, 4 pressure, 5 sample temperature, 6 cell temperature, 7
-                   relative humidity, 8 fan, 9 clock */
-    WORD dio;   /* Digital ports (bits): 0 zero pump, 1 span valve, 2 heater, 3 fan */
+    WORD flags;       /* Instrument status (bits): 0 light source, 1 zero or span valve, 2 reference
+                         shutter, 3 backscatter shutter, 4 heater, 5 pressure, 6 sample temperature,
+                         7 cell temperature, 8 relative humidity, 9 detector, 10 fan, 11 clock, 14
+                         zero running, 15 span check running */
+    WORD dio;         /* Digital ports (bits): 0 zero pump, 1 span valve, 2 heater, 3 fan */
     double wavelengths[3]; /* Wavelength of each colour (nm) */
     double U_set;          /* Relative humidity above which the heater runs (%) */
     double averaging;      /* Averaging time of the instrument's own filter (s) */

@@ -1,5 +1,6 @@
 /* nephm903.h - integrating nephelometer with a flash lamp and one detector, at about 530 nm.
- * Missing: MVC in a real, -1 in a time. The bits of flags are listed in the status record. */
+ * Missing: MVC in a real, -1 in a time. The bits of flags are listed in the status record, the
+ * common ones as in common_neph.h. */
 #ifndef ZEB2_DEFINITIONS_NEPHM903_H
 #define ZEB2_DEFINITIONS_NEPHM903_H
 
@@ -32,8 +33,9 @@ typedef struct {
 
 typedef struct {
     WORD state; /* 0 starting, 1 sampling, 2 zeroing, 3 calibrating, 4 no answer */
-    WORD flags; /* Instrument status (bits): 0 flash lamp weak, 1 flash missed, 2 signal out of
-                   range, 3 pressure, 4 sample temperature, 5 relative humidity, 6 heater */
+    WORD flags; /* Instrument status (bits): 0 flash lamp weak, 4 heater, 5 pressure, 6 sample
+                   temperature, 8 relative humidity, 9 detector, 10 flash missed, 14 zero running,
+                   15 calibration running */
     double wavelength;      /* Effective wavelength (nm) */
     double averaging;       /* Averaging time of the instrument (s) */
     double flash_rate;      /* Flashes of the lamp (Hz) */

@@ -1,6 +1,6 @@
 /* psap.h - filter absorption photometer: the light that a loaded filter lets through beside a clean
  * one, at about 565 nm. Missing: MVC in a real, -1 in a time, 0x55555555 in an int or DWORD. The
- * bits of flags are listed in the status record. */
+ * bits of flags are listed in the status record, the common ones as in common_psap.h. */
 #ifndef ZEB2_DEFINITIONS_PSAP_H
 #define ZEB2_DEFINITIONS_PSAP_H
 
@@ -59,9 +59,9 @@ typedef struct {
 
 typedef struct {
     WORD state; /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
-    WORD flags; /* Instrument status (bits): 0 transmittance low, 1 flow out of limits, 2 light
-                   source, 3 sample detector, 4 reference detector, 5 detector saturated, 6 filter
-                   cover open, 7 bypassed */
+    WORD flags; /* Instrument status (bits): 0 flow off its set point, 1 light source, 2 detector, 4
+                   transmittance too low, 5 filter used up, 6 filter being changed or settling, 7 no
+                   air through the filter, 8 detector saturated, 9 filter cover open */
     double wavelength;     /* Wavelength of the light source (nm) */
     double calibration;    /* Flow calibration factor (1) */
     double averaging;      /* Averaging time of the instrument (s) */

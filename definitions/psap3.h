@@ -1,7 +1,7 @@
 /* psap3.h - filter absorption photometer: the light that a loaded filter lets through beside a
  * clean one, at 467, 530 and 660 nm. Arrays of three hold blue, green, red. Missing: MVC in a real,
- * -1 in a time, 0x55555555 in an int or DWORD. The bits of flags are listed in the status record.
- */
+ * -1 in a time, 0x55555555 in an int or DWORD. The bits of flags are listed in the status record,
+ * the common ones as in common_psap.h. */
 #ifndef ZEB2_DEFINITIONS_PSAP3_H
 #define ZEB2_DEFINITIONS_PSAP3_H
 
@@ -67,9 +67,9 @@ typedef struct {
 
 typedef struct {
     WORD state; /* 0 starting, 1 sampling, 2 changing the filter, 3 no answer */
-    WORD flags; /* Instrument status (bits): 0 transmittance low, 1 flow out of limits, 2 light
-                   source, 3 sample detector, 4 reference detector, 5 detector saturated, 6 filter
-                   cover open, 7 bypassed */
+    WORD flags; /* Instrument status (bits): 0 flow off its set point, 1 light source, 2 detector, 4
+                   transmittance too low, 5 filter used up, 6 filter being changed or settling, 7 no
+                   air through the filter, 8 detector saturated, 9 filter cover open */
     WORD gains; /* Detector gains, two bits each from bit 0 on: sample blue, green, red, reference
                    blue, green, red (bits) */
     double calibration;    /* Flow calibration factor (1) */
