@@ -1,11 +1,10 @@
-/* common_cnc.h - what every counter of condensation nuclei has in common, for displays that do
- * not care which one it is.
+/* common_cnc.h - what every counter of condensation nuclei has in common, for displays that do not
+ * care which one it is. Missing: MVC in a real, -1 in a time.
  *
- * The flags of all such counters use the same bits, whatever the instrument's own code is: bit 0
- * saturator (conditioner) temperature, 1 condenser (growth tube) temperature, 2 optics temperature,
- * 3 inlet flow or vacuum, 4 sample flow, 5 laser, 6 working liquid, 7 concentration out of range;
- * bits 8 to 15 are told in each status record. A bit is set while that is wrong. Reals that are
- * not known are missing (9.999e-99). */
+ * The flags of all such counters use the same bits, whatever the instrument's own code is, each
+ * set while that is wrong: 0 saturator or conditioner temperature, 1 condenser or growth tube
+ * temperature, 2 optics temperature, 3 inlet flow or vacuum, 4 sample flow, 5 laser, 6 working
+ * liquid, 7 concentration out of range. Bits 8 to 15 are listed in each counter's status record. */
 #ifndef ZEB2_DEFINITIONS_COMMON_CNC_H
 #define ZEB2_DEFINITIONS_COMMON_CNC_H
 

@@ -1,5 +1,9 @@
 /* common_psap.h - what every filter absorption photometer has in common. Arrays hold blue, green,
- * red; wavelengths that an instrument lacks are missing. */
+ * red; wavelengths that an instrument lacks are missing. Missing: MVC in a real, -1 in a time.
+ *
+ * The flags use these bits, whatever the instrument's own code is: 0 flow off its set point, 1
+ * light source fault, 2 detector fault, 3 temperature off its set point, 4 transmittance too low,
+ * 5 filter used up, 6 filter being changed or settling, 7 no air through the filter. */
 #ifndef ZEB2_DEFINITIONS_COMMON_PSAP_H
 #define ZEB2_DEFINITIONS_COMMON_PSAP_H
 
@@ -8,10 +12,10 @@
 #pragma pack(push, 4)
 
 typedef struct {
-    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} */
+    double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} | -100;1E5 */
     double Ir[3]; /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
-    double Q;     /* Sample flow (lpm) | Q_${INST:A\d+} */
-    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} */
+    double Q;     /* Sample flow (lpm) | Q_${INST:A\d+} | -1;20 */
+    double L;     /* Sample length on the filter (m) | L_${INST:A\d+} | 0;1E6 */
     WORD flags;   /* Instrument status (bits) */
 } NET_COMMON_PSAP_Shared;
 
@@ -23,6 +27,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;                 /* Readings averaged (1) */
     NET_COMMON_PSAP_Shared shared; /* *instant */
 } NET_COMMON_PSAP_Avg;
 

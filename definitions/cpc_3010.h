@@ -1,5 +1,5 @@
-/* cpc_3010.h - butanol particle counter with a critical orifice. The bits of flags are those of
- * common_cnc.h. */
+/* cpc_3010.h - butanol particle counter with a critical orifice. Bits of flags and missing values
+ * are as in common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_3010_H
 #define ZEB2_DEFINITIONS_CPC_3010_H
 
@@ -13,8 +13,8 @@ typedef struct {
     double N;   /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
     double C;   /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
     double Q;   /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
-    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T1;  /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;  /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
     WORD flags; /* Instrument status (bits) */
 } NET_CPC_3010_Instant;
 
@@ -25,17 +25,17 @@ typedef struct {
     double N;      /* Particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E6 */
     double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
     double Q;      /* Sample flow (lpm) | Q_${INST:N\d+} | -1;20 */
-    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
     WORD flags;    /* Every instrument status seen (bits) */
 } NET_CPC_3010_Avg;
 
 typedef struct {
-    WORD state;          /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;          /* Instrument status: bit 0 saturator, bit 1 condenser, bit 3 vacuum, bit 6
-                            liquid, bit 7 concentration out of range (bits) */
-    BOOL liquid_ok;      /* Enough working liquid */
-    BOOL vacuum_ok;      /* Enough vacuum behind the orifice */
+    WORD state;     /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags;     /* Instrument status (bits): 0 saturator, 1 condenser, 3 vacuum, 6 liquid, 7
+                       concentration out of range */
+    BOOL liquid_ok; /* Enough working liquid */
+    BOOL vacuum_ok; /* Enough vacuum behind the orifice */
     BOOL temperature_ok; /* Saturator and condenser at their difference */
     BOOL filling;        /* The fill valve is open */
     double T_difference; /* Set difference of saturator and condenser (C) */

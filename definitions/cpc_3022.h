@@ -1,5 +1,5 @@
-/* cpc_3022.h - butanol particle counter with a photometric range for high concentrations. The
- * bits of flags are those of common_cnc.h. */
+/* cpc_3022.h - butanol particle counter with a photometric range for high concentrations. Bits of
+ * flags and missing values are as in common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_3022_H
 #define ZEB2_DEFINITIONS_CPC_3022_H
 
@@ -16,9 +16,9 @@ typedef struct {
     double photometric; /* Photometric detector signal (V) | V_${INST:N\d+} | -1;12 */
     double Q;           /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
     double Qi;          /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
-    double T1;          /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;          /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
-    double T3;          /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double T1;          /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;          /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
+    double T3;          /* Optics temperature (C) | T3_${INST:N\d+} | -50;100 */
     double laser;       /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
     WORD flags;         /* Instrument status (bits) */
 } NET_CPC_3022_Instant;
@@ -32,17 +32,18 @@ typedef struct {
     double photometric; /* Photometric detector signal (V) | V_${INST:N\d+} | -1;12 */
     double Q;           /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
     double Qi;          /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
-    double T1;          /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;          /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
-    double T3;          /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
+    double T1;          /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;          /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
+    double T3;          /* Optics temperature (C) | T3_${INST:N\d+} | -50;100 */
     double laser;       /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
     WORD flags;         /* Every instrument status seen (bits) */
 } NET_CPC_3022_Avg;
 
 typedef struct {
-    WORD state;            /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;            /* Instrument status: bits 0 to 7 as in every counter, bit 8 photometric
-                              range in use (bits) */
+    WORD state; /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags; /* Instrument status (bits): 0 saturator, 1 condenser, 2 optics temperature, 3 inlet
+                   flow, 4 sample flow, 5 laser, 6 liquid, 7 concentration out of range, 8
+                   photometric range in use */
     BOOL liquid_ok;        /* Enough working liquid */
     BOOL vacuum_ok;        /* Enough vacuum */
     BOOL high_flow;        /* The high flow mode is set */

@@ -1,5 +1,5 @@
 /* cpc_3775.h - butanol particle counter with pressure transducers for its flows and a photometric
- * range for high concentrations. The bits of flags are those of common_cnc.h. */
+ * range for high concentrations. Bits of flags and missing values are as in common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_3775_H
 #define ZEB2_DEFINITIONS_CPC_3775_H
 
@@ -13,11 +13,11 @@ typedef struct {
     double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
     double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
     double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
-    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
-    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
-    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -20;80 */
-    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
+    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -50;100 */
+    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -50;100 */
+    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 100;1200 */
     double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
     double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} | -10;100 */
     double laser;  /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
@@ -33,11 +33,11 @@ typedef struct {
     double C;      /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
     double Q;      /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
     double Qi;     /* Inlet flow (lpm) | Q2_${INST:N\d+} | -1;20 */
-    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -20;80 */
-    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -20;80 */
-    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -20;80 */
-    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double T1;     /* Saturator temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;     /* Condenser temperature (C) | T2_${INST:N\d+} | -50;100 */
+    double T3;     /* Optics temperature (C) | T3_${INST:N\d+} | -50;100 */
+    double T4;     /* Cabinet temperature (C) | T4_${INST:N\d+} | -50;100 */
+    double P;      /* Ambient pressure (hPa) | P_${INST:N\d+} | 100;1200 */
     double Pd1;    /* Orifice pressure drop (hPa) | Pd1_${INST:N\d+} | -10;1100 */
     double Pd2;    /* Nozzle pressure drop (hPa) | Pd2_${INST:N\d+} | -10;100 */
     double laser;  /* Laser current (mA) | A_${INST:N\d+} | 0;500 */
@@ -46,9 +46,10 @@ typedef struct {
 } NET_CPC_3775_Avg;
 
 typedef struct {
-    WORD state;            /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;            /* Instrument status: bits 0 to 7 as in every counter, bit 8 photometric
-                              range in use, bit 9 calibration due (bits) */
+    WORD state; /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags; /* Instrument status (bits): 0 saturator, 1 condenser, 2 optics temperature, 3 inlet
+                   flow, 4 sample flow, 5 laser, 6 liquid, 7 concentration out of range, 8
+                   photometric range in use, 9 calibration due */
     BOOL liquid_ok;        /* Enough working liquid */
     BOOL high_flow;        /* The high flow mode is set */
     BOOL pump_on;          /* The pump runs */

@@ -1,5 +1,5 @@
 /* cpc_bmi1710.h - butanol particle counter that mixes a saturated flow into its sample, with both
- * flows controlled. The bits of flags are those of common_cnc.h. */
+ * flows controlled. Bits of flags and missing values are as in common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_BMI1710_H
 #define ZEB2_DEFINITIONS_CPC_BMI1710_H
 
@@ -14,12 +14,12 @@ typedef struct {
     double C;        /* Count rate (Hz) | C_${INST:N\d+} | 0;1E7 */
     double Q;        /* Sample flow (lpm) | Q1_${INST:N\d+} | -1;20 */
     double Qs;       /* Saturator flow (lpm) | Q2_${INST:N\d+} | -1;20 */
-    double T1;       /* Saturator bottom temperature (C) | T1_${INST:N\d+} | -20;80 */
-    double T2;       /* Saturator top temperature (C) | T2_${INST:N\d+} | -20;80 */
-    double T3;       /* Condenser temperature (C) | T3_${INST:N\d+} | -20;80 */
-    double T4;       /* Optics temperature (C) | T4_${INST:N\d+} | -20;80 */
-    double T5;       /* Inlet temperature (C) | T5_${INST:N\d+} | -60;80 */
-    double P;        /* Sample pressure (hPa) | P_${INST:N\d+} | 300;1100 */
+    double T1;       /* Saturator bottom temperature (C) | T1_${INST:N\d+} | -50;100 */
+    double T2;       /* Saturator top temperature (C) | T2_${INST:N\d+} | -50;100 */
+    double T3;       /* Condenser temperature (C) | T3_${INST:N\d+} | -50;100 */
+    double T4;       /* Optics temperature (C) | T4_${INST:N\d+} | -50;100 */
+    double T5;       /* Inlet temperature (C) | T5_${INST:N\d+} | -50;100 */
+    double P;        /* Sample pressure (hPa) | P_${INST:N\d+} | 100;1200 */
     double power[5]; /* Drive of saturator bottom, saturator top, condenser, optics, saturator pump
                         (%) | ZPOWER${INDEX:1:2:3:4:5}_${INST:N\d+} | 0;100 */
     double liquid;   /* Liquid level (%) | ZLIQUID_${INST:N\d+} | 0;100 */
@@ -37,12 +37,13 @@ typedef struct {
 } NET_CPC_BMI1710_Instant;
 
 typedef struct {
-    WORD state;           /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;           /* Instrument status: bits 0 to 7 as in every counter, bit 8 saturator
-                             flow, bit 9 inlet temperature, bit 10 pressure (bits) */
+    WORD state; /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags; /* Instrument status (bits): 0 saturator, 1 condenser, 2 optics temperature, 3 inlet
+                   flow, 4 sample flow, 5 laser, 6 liquid, 7 concentration out of range, 8 saturator
+                   flow, 9 inlet temperature, 10 pressure */
     BOOL liquid_ok;       /* Enough working liquid */
     BOOL pump_on;         /* The pump runs */
-    double flow_set;      /* Sample flow set point (lpm) */
+    double Q_set;         /* Sample flow set point (lpm) */
     double saturator_set; /* Saturator flow set point (lpm) */
     double T_difference;  /* Set difference of saturator and condenser (C) */
     DWORD fills;          /* Times that the liquid was filled up (1) */

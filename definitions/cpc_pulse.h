@@ -1,5 +1,5 @@
-/* cpc_pulse.h - particle counter whose pulses are counted by the station itself. The bits of flags
- * are those of common_cnc.h. */
+/* cpc_pulse.h - particle counter whose pulses are counted by the station itself. Bits of flags and
+ * missing values are as in common_cnc.h. */
 #ifndef ZEB2_DEFINITIONS_CPC_PULSE_H
 #define ZEB2_DEFINITIONS_CPC_PULSE_H
 
@@ -26,9 +26,9 @@ typedef struct {
 } NET_CPC_Pulse_Avg;
 
 typedef struct {
-    WORD state;              /* 0 starting, 1 warming up, 2 counting, 3 no answer */
-    WORD flags;              /* Counter status: bit 3 no pulses, bit 4 flow out of range, bit 7
-                                concentration out of range, bit 8 default flow in use (bits) */
+    WORD state; /* 0 starting, 1 warming up, 2 counting, 3 no answer */
+    WORD flags; /* Counter status (bits): 3 no pulses, 4 flow out of range, 7 concentration out of
+                   range, 8 default flow in use */
     double dead_time;        /* Dead time of a pulse, for the coincidence correction (us) */
     double flow_default;     /* Sample flow taken when none is measured (lpm) */
     double interval;         /* Time over which the pulses of a reading are counted (s) */
