@@ -1,4 +1,4 @@
-/* brooks0254.h - controller of four mass flow channels. */
+/* brooks0254.h - controller of four mass flow channels. Missing: MVC in a real, -1 in a time. */
 #ifndef ZEB2_DEFINITIONS_BROOKS0254_H
 #define ZEB2_DEFINITIONS_BROOKS0254_H
 
@@ -7,21 +7,22 @@
 #pragma pack(push, 4)
 
 typedef struct {
-    double Q[4];        /* Flow (slpm) | Q${INDEX:1:2:3:4}_${INST:Q\d+} */
-    double setpoint[4]; /* Flow set point (slpm) | Qs${INDEX:1:2:3:4}_${INST:Q\d+} */
+    double Q[4];        /* Flow (slpm) | Q${INDEX:1:2:3:4}_${INST:Q\d+} | -1;500 */
+    double setpoint[4]; /* Flow set point (slpm) | Qs${INDEX:1:2:3:4}_${INST:Q\d+} | 0;500 */
     double valve[4];    /* Valve drive (%) | ZVALVE${INDEX:1:2:3:4}_${INST:Q\d+} | 0;100 */
 } NET_BROOKS0254_Channels;
 
 typedef struct {
     FTIME time;
     NET_BROOKS0254_Channels channels; /* *instant */
-    double total[4];                  /* Totalled volume (m3) | Qt${INDEX:1:2:3:4}_${INST:Q\d+} */
-    WORD flags;                       /* Alarms, bit i of channel i (bits) */
+    double total[4]; /* Totalled volume (m3) | Qt${INDEX:1:2:3:4}_${INST:Q\d+} | 0;1E6 */
+    WORD flags;      /* Alarms, bit i of channel i (bits) */
 } NET_BROOKS0254_Instant;
 
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;                    /* Readings averaged (1) */
     NET_BROOKS0254_Channels channels; /* *instant */
     WORD flags;                       /* Every alarm seen, bit i of channel i (bits) */
 } NET_BROOKS0254_Avg;
@@ -32,6 +33,8 @@ typedef struct {
     WORD closed;          /* Channels held closed, bit i of channel i (bits) */
     double full_scale[4]; /* Full scale flow (slpm) */
     double factor[4];     /* Gas factor (1) */
+    BYTE mode[4];         /* 0 set point of the channel, 1 ratio to another channel */
+    STRING serial_number[32];
     STRING firmware[32];
 } NET_BROOKS0254_Status;
 

@@ -1,4 +1,5 @@
-/* cutpoints.h - size cut of the station's inlet, which switches between impactors. */
+/* cutpoints.h - size cut of the station's inlet, which switches between impactors. Missing: MVC in
+ * a real, -1 in a time. */
 #ifndef ZEB2_DEFINITIONS_CUTPOINTS_H
 #define ZEB2_DEFINITIONS_CUTPOINTS_H
 
@@ -21,6 +22,7 @@ typedef struct {
 typedef struct {
     BOOL enabled;  /* Scan through the steps */
     double offset; /* Offset of the first round from midnight UTC (s) */
+    double settle; /* Time after each change in which nothing is kept (s) */
     NET_CUTPOINTS_Cutpoint steps[8];
     double duration[8]; /* Duration of each step (s) */
 } NET_CUTPOINTS_Scanning;
