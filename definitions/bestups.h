@@ -29,7 +29,8 @@ typedef struct {
 typedef struct {
     WORD state;       /* 0 starting, 1 on line, 2 on battery, 3 on bypass, 4 off, 5 no answer */
     WORD flags;       /* Alarms (bits): 0 on battery, 1 battery low, 2 battery worn, 3 overload, 4
-                         temperature, 5 input voltage, 6 output voltage, 7 on bypass, 8 charger, 9 test */
+                         temperature, 5 input voltage, 6 output voltage, 7 on bypass, 8 charger, 9
+                         test */
     BOOL battery_low; /* The battery is almost empty */
     BOOL battery_bad; /* The battery needs replacing */
     BOOL overload;    /* The load is too large */
