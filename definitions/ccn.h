@@ -111,8 +111,8 @@ typedef struct {
     WORD state;    /* 0 starting, 1 settling, 2 sampling, 3 calibrating, 4 no answer */
     WORD flags;    /* Instrument status (bits): 0 laser current high, 1 first stage monitor high, 2
                       flow, 3 ratio of sheath and sample flow, 4 column temperature, 5 inlet or
-                      sample temperature, 6 optics temperature, 7 optical counter silent, 8 temperatures
-                      not settled, 9 water low, 10 waste full */
+                      sample temperature, 6 optics temperature, 7 optical counter silent, 8
+                      temperatures not settled, 9 water low, 10 waste full */
     BOOL pump_on;  /* The pump runs */
     double SS_set; /* Supersaturation set point (%) */
     double slope;  /* Temperature difference for one percent of supersaturation (C) */
