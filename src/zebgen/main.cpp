@@ -1,5 +1,6 @@
 // zebgen - definition headers in, the sources and headers of a catalogue out.
 #include "diff.h"
+#include "docs.h"
 #include "emit.h"
 #include "files.h"
 #include "inputs.h"
@@ -20,6 +21,7 @@ enum DiffStatus { k_compatible = 0, k_breaking = 1, k_unreadable = 2 };
 
 struct Arguments {
     std::string out;
+    std::string docs;
     std::string headers;
     std::string station;
     std::vector<std::string> include_dirs;
@@ -57,12 +59,16 @@ bool put_revision(const std::string &path, bool changed) {
     return put(path, emit_revision(static_cast<time_t>(stamp)), changed);
 }
 
+bool make_directory(const std::string &dir) {
+    std::error_code code;
+    return std::filesystem::create_directories(dir, code) || !code ||
+           complain(dir, "cannot be made: " + code.message());
+}
+
 bool write_sources(const Arguments &arguments, const Catalogue &catalogue) {
     const std::string &headers = arguments.headers.empty() ? arguments.out : arguments.headers;
-    std::error_code code;
-    for (const std::string &dir : {arguments.out, headers})
-        if (!std::filesystem::create_directories(dir, code) && code)
-            return complain(dir, "cannot be made: " + code.message());
+    if (!make_directory(arguments.out) || !make_directory(headers))
+        return false;
     const EmitOptions &emit = arguments.emit;
     bool changed = false;
     const bool written =
@@ -73,11 +79,22 @@ bool write_sources(const Arguments &arguments, const Catalogue &catalogue) {
     return written && (!emit.for_library || put_revision(arguments.out + "/revision.c", changed));
 }
 
+bool write_docs(const Arguments &arguments, const Catalogue &catalogue) {
+    const std::string dir = arguments.docs + "/";
+    bool changed = false;
+    bool written = make_directory(arguments.docs) && put(dir + "style.css", style_sheet(), changed);
+    for (const Page &page : pages_of(catalogue))
+        written = written && put(dir + page.name + ".md", markdown_of(page), changed) &&
+                  put(dir + page.name + ".html", html_of(page, page_navigation()), changed);
+    return written;
+}
+
 int generate(const Arguments &arguments) {
     std::vector<Input> inputs;
     Catalogue catalogue;
     const bool done = gather(arguments, inputs) && read_catalogue(inputs, catalogue) &&
-                      (arguments.out.empty() || write_sources(arguments, catalogue));
+                      (arguments.out.empty() || write_sources(arguments, catalogue)) &&
+                      (arguments.docs.empty() || write_docs(arguments, catalogue));
     return done ? k_success : k_failure;
 }
 
@@ -107,6 +124,9 @@ void declare(CLI::App &app, Arguments &arguments) {
     app.set_version_flag("-V,--version", "zebgen " ZEB_VERSION);
     const auto out = app.add_option("-o,--out", arguments.out, "Directory of the generated files")
                          ->type_name("DIR");
+    const auto docs =
+        app.add_option("--docs", arguments.docs, "Write reference pages, Markdown and HTML, to DIR")
+            ->type_name("DIR");
     app.add_option("-s,--station", arguments.station,
                    "Take every header of DIR, included as <zeb2/definitions/NAME.h>")
         ->type_name("DIR");
@@ -132,6 +152,7 @@ void declare(CLI::App &app, Arguments &arguments) {
             ->expected(2)
             ->type_name("OLD NEW")
             ->excludes(out)
+            ->excludes(docs)
             ->excludes(definitions);
     app.add_flag("--json", arguments.json, "Write one JSON document (--diff)")->needs(diff);
     app.footer("Writes ds_desc.c, msg_list.c, msg_list.h, records.h and, for the library, "
@@ -143,8 +164,8 @@ void declare(CLI::App &app, Arguments &arguments) {
 void check(const Arguments &arguments) {
     if (!arguments.diff.empty())
         return;
-    if (arguments.out.empty())
-        throw CLI::RequiredError("--out or --diff");
+    if (arguments.out.empty() && arguments.docs.empty())
+        throw CLI::RequiredError("--out, --docs or --diff");
     if (arguments.station.empty() && arguments.definitions.empty())
         throw CLI::RequiredError("DEFINITIONS or --station");
 }
