@@ -562,6 +562,20 @@ TEST(ZebgenDiffProgram, StatusTwoIsForWhatCannotBeCompared) {
     }
 }
 
+TEST(ZebgenDiffProgram, SaysWhyItCannotCompare) {
+    const TempDir dir;
+    write_file(dir / "a.h", header_of("int i;"));
+    ASSERT_EQ(system(("mkdir " + (dir / "empty")).c_str()), 0);
+    EXPECT_EQ(run_diff(dir, "a.h empty").output, "empty: error: holds no definition header\n");
+    EXPECT_EQ(run_diff(dir, "a.h missing.h").output,
+              "missing.h: error: cannot be read: No such file or directory\n");
+    const std::string full =
+        "cd " + dir.path() + " && " ZEB_ZEBGEN " --diff a.h a.h --json >/dev/full 2>log";
+    const int status = system(full.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(read_file(dir / "log"), "standard output: error: cannot be written\n");
+}
+
 TEST(ZebgenDiffProgram, TakesDirectoriesAndSets) {
     const TempDir dir;
     ASSERT_EQ(system(("mkdir " + (dir / "old") + " " + (dir / "new")).c_str()), 0);
