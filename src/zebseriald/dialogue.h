@@ -22,6 +22,22 @@ struct Surroundings {
     std::string repeater_directory;
 };
 
+struct Request {
+    SERIALD_REQUEST_TYPE type = SERIALD_REQUEST_HEARTBEAT;
+    double timeout = 0;
+    double burst = 0;
+    std::string data;
+};
+
+// The request that is being answered.
+struct ActiveRequest {
+    Request request;
+    Read read;
+    double deadline = 0;
+    uint64_t output_end = 0;
+    unsigned breaks = 0;
+};
+
 class Dialogue {
   public:
     Dialogue(Surroundings &around, uint64_t number, std::string origin);
@@ -50,20 +66,6 @@ class Dialogue {
     double leave_by = 0; // after CLOSE: when the client should have hung up; 0: it has not closed
 
   private:
-    struct Request {
-        SERIALD_REQUEST_TYPE type = SERIALD_REQUEST_HEARTBEAT;
-        double timeout = 0;
-        double burst = 0;
-        std::string data;
-    };
-    // The request that is being answered.
-    struct Active {
-        Request request;
-        Read read;
-        double deadline = 0;
-        uint64_t output_end = 0;
-        unsigned breaks = 0;
-    };
     using Begin = void (Dialogue::*)(double now);
     struct Row {
         Begin begin;
@@ -109,7 +111,7 @@ class Dialogue {
     Port *port_ = nullptr;
     std::deque<Request> waiting_;
     size_t waiting_bytes_ = 0;
-    std::optional<Active> active_;
+    std::optional<ActiveRequest> active_;
     uint64_t position_ = 0; // of the port's input
     uint64_t echo_position_ = 0;
     double due_ = k_no_limit;
