@@ -13,9 +13,15 @@
 
 namespace serverkit {
 
+// The whole packet of a payload that a sink was given.
+inline std::string_view frame_around(std::string_view payload) {
+    return {payload.data() - k_frame_header, payload.size() + k_frame_header};
+}
+
 class InBuffer {
   public:
-    // Gets the payload of each packet; false stops the work and drops what remains.
+    // Gets the payload of each packet, behind whose header it lies (see frame_around()); false
+    // stops the work and drops what remains.
     using Sink = std::function<bool(std::string_view payload)>;
 
     // Where the next bytes are to be read: into the piece of a long packet and behind it into

@@ -1,10 +1,7 @@
-#include "wire.h"
+#include "message.h"
 
-namespace zebmsgd {
+namespace serverkit {
 namespace {
-
-using serverkit::put_bytes;
-using serverkit::put_number;
 
 // Takes fields off the front of a message and remembers when there was not enough.
 class Reader {
@@ -50,7 +47,7 @@ std::optional<Message> parse_message(std::string_view payload) {
     const std::string_view flags = reader.take(4);
     if (reader.ran_short())
         return std::nullopt;
-    message.flags = serverkit::read_u32(flags.data());
+    message.flags = read_u32(flags.data());
     message.name = reader.take_string();
     message.destination = reader.take_string();
     message.source = reader.take_string();
@@ -76,4 +73,4 @@ Frame frame_message(const Message &message, std::string_view source) {
     return frame;
 }
 
-} // namespace zebmsgd
+} // namespace serverkit
