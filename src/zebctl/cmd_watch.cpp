@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "command.h"
 #include "daemon.h"
+#include "message_choice.h"
 #include "record_json.h"
 #include "record_text.h"
 #include "text.h"
@@ -19,7 +19,7 @@ constexpr double k_look = 0.02; // s between looks for what has come
 
 struct Options {
     bool json = false;
-    std::vector<std::string> types, sources;
+    MessageChoice choice;
     long count = -1;
     double timeout = -1;
     std::string config;
@@ -35,17 +35,10 @@ class Watcher {
     bool is_done() const { return broken_ || (options_.count >= 0 && shown_ >= options_.count); }
 
   private:
-    static bool matches(const std::vector<std::string> &patterns, const char *text) {
-        for (const std::string &pattern : patterns)
-            if (UTIL_wildcard_match(text, pattern.c_str()))
-                return true;
-        return patterns.empty();
-    }
-
     void show(const ZEBMSG_proc_msg &message) {
         const char *source = message.src_name != nullptr ? message.src_name : "";
-        if (message.msg == nullptr || is_done() || !matches(options_.types, message.msg->name) ||
-            !matches(options_.sources, source))
+        if (message.msg == nullptr || is_done() ||
+            !options_.choice.matches(message.msg->name, source))
             return;
         ++shown_;
         const Json record = message.dsd != nullptr && message.pds != nullptr
@@ -112,10 +105,7 @@ void add_watch(CLI::App &app, Run &run) {
     CLI::App *command = app.add_subcommand("watch", "Show messages as they pass");
     command->add_flag("-j,--json", options->json,
                       "one JSON object a line, as `zebctl send` takes them");
-    command->add_option("-t,--type", options->types,
-                        "only messages of these types (* and ? match)");
-    command->add_option("-f,--from", options->sources,
-                        "only messages of these programs (* and ? match)");
+    options->choice.add_options(*command);
     command->add_option("-n,--count", options->count, "stop after so many")
         ->check(CLI::PositiveNumber);
     command

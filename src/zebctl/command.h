@@ -25,6 +25,10 @@ void add_io(CLI::App &app, Run &run);
 void add_log(CLI::App &app, Run &run);
 void add_logfile(CLI::App &app, Run &run);
 void add_monitor(CLI::App &app, Run &run);
+void add_record(CLI::App &app, Run &run);
+void add_replay(CLI::App &app, Run &run);
+void add_decode(CLI::App &app, Run &run);
+void add_table(CLI::App &app, Run &run);
 void add_conf(CLI::App &app, Run &run);
 
 } // namespace zebctl

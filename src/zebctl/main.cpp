@@ -23,6 +23,7 @@ int main(int argc, char **argv) {
     zebctl::add_log(app, run);
     zebctl::add_logfile(app, run);
     zebctl::add_monitor(app, run);
+    zebctl::add_decode(app, run);
     zebctl::add_conf(app, run);
     try {
         app.parse(argc, argv);

@@ -40,6 +40,8 @@ Json char_to_json(char c) {
     return is_printable(c) ? Json(std::string(1, c)) : Json(static_cast<int>(static_cast<BYTE>(c)));
 }
 
+} // namespace
+
 Json scalar_to_json(NETDSD_field_type type, const char *at) {
     constexpr int32_t k_missing = 0x55555555;
     switch (type) {
@@ -90,6 +92,8 @@ std::string to_utf8(const char *text, size_t size) {
     return result;
 }
 
+namespace {
+
 std::string from_utf8(const std::string &text) {
     std::string result;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -102,6 +106,8 @@ std::string from_utf8(const std::string &text) {
     }
     return result;
 }
+
+} // namespace
 
 Json char_array_to_json(const char *at, size_t count) {
     size_t length = count;
@@ -116,6 +122,8 @@ Json char_array_to_json(const char *at, size_t count) {
         }
     return std::string(at, length);
 }
+
+namespace {
 
 Json bytes_to_json(const char *at, size_t size) {
     Json list = Json::array();

@@ -20,6 +20,11 @@ Json real_to_json(double value, double missing = MVC);
 
 Json to_json(const NETDSD_entry &description, const void *record);
 
+// Parts of a record: a scalar of a type below NETDSD_FT_A_BOOL, a char array, a text.
+Json scalar_to_json(NETDSD_field_type type, const char *at);
+Json char_array_to_json(const char *at, size_t count);
+std::string to_utf8(const char *text, size_t size);
+
 // Sets the fields that `value` (an object) names and leaves the others. False with a reason that
 // names the field: an unknown name, a value of the wrong kind or out of range, a list too long.
 bool from_json(const NETDSD_entry &description, void *record, const Json &value,

@@ -24,8 +24,6 @@ constexpr size_t k_time_at = k_length_at + 4;
 
 static_assert(k_time_at + sizeof(FTIME) == k_entry_header);
 
-// Made to measure, a file could have a whole megabyte checked for each few bytes. Beyond this share
-// of what was read its false entries count as garbage unseen.
 constexpr uint64_t k_checks_per_byte = 16;
 constexpr uint64_t k_free_checks = 64 * 1024 * 1024;
 
@@ -33,9 +31,11 @@ uint16_t check_of(std::string_view entry) {
     return CRC16_calccrc(entry.data() + k_length_at, entry.size() - k_length_at);
 }
 
-bool begins_with_part_of(std::string_view bytes, std::string_view whole) {
-    const size_t size = std::min(bytes.size(), whole.size());
-    return size > 0 && bytes.substr(0, size) == whole.substr(0, size);
+// The last bytes of a recording. Where an entry was torn before, one byte of a mark is no sign of
+// another.
+bool begins_as_entry(std::string_view bytes, bool in_torn) {
+    const size_t size = std::min(bytes.size(), k_mark.size());
+    return bytes.substr(0, size) == k_mark.substr(0, size) && (!in_torn || size == k_mark.size());
 }
 
 // Bytes of the frame behind an entry's header, or 0 when that is none.
@@ -49,6 +49,10 @@ size_t frame_size(std::string_view bytes) {
 }
 
 } // namespace
+
+bool CheckBudget::allows(size_t size, uint64_t offset) const {
+    return spent_ + size <= k_free_checks + k_checks_per_byte * offset;
+}
 
 void append_entry(std::string &out, FTIME time, std::string_view frame) {
     const size_t begin = out.size();
@@ -68,23 +72,19 @@ bool RecordingReader::open() {
     return true;
 }
 
-bool RecordingReader::may_check(size_t size) const {
-    return checked_in_vain_ + size <= k_free_checks + k_checks_per_byte * window_.offset();
-}
-
 RecordingReader::Verdict RecordingReader::examine(RecordingEntry &entry) {
     if (!window_.want(k_entry_header + k_frame_header))
-        return begins_with_part_of(window_.bytes(), k_mark) ? Verdict::torn : Verdict::none;
+        return begins_as_entry(window_.bytes(), in_torn_) ? Verdict::torn : Verdict::none;
     const size_t size = window_.bytes().starts_with(k_mark) ? frame_size(window_.bytes()) : 0;
     if (size == 0)
         return Verdict::none;
-    if (!window_.want(k_entry_header + size) || !may_check(size))
+    if (!window_.want(k_entry_header + size) || !budget_.allows(size, window_.offset()))
         return Verdict::torn;
     const std::string_view bytes = window_.bytes().substr(0, k_entry_header + size);
     uint16_t check;
     memcpy(&check, bytes.data() + k_crc_at, sizeof check);
     if (check != check_of(bytes)) {
-        checked_in_vain_ += size;
+        budget_.spend(size);
         return Verdict::torn;
     }
     entry.offset = window_.offset();
@@ -95,8 +95,8 @@ RecordingReader::Verdict RecordingReader::examine(RecordingEntry &entry) {
 
 void RecordingReader::tell_of_garbage() {
     if (in_garbage_)
-        fault_(garbage_at_, std::to_string(window_.offset() - garbage_at_) +
-                                " bytes that belong to no entry");
+        fault_(garbage_at_,
+               std::to_string(window_.offset() - garbage_at_) + " bytes that belong to no entry");
     in_garbage_ = false;
 }
 

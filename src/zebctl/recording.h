@@ -30,6 +30,17 @@ void append_entry(std::string &out, FTIME time, std::string_view frame);
 // Gets a place and what is wrong there.
 using FaultSink = std::function<void(uint64_t offset, const std::string &what)>;
 
+// Made to measure, a file could have a megabyte checked for each few of its bytes. Beyond a share
+// of what was read, a reader checks no more.
+class CheckBudget {
+  public:
+    bool allows(size_t size, uint64_t offset) const;
+    void spend(size_t size) { spent_ += size; }
+
+  private:
+    uint64_t spent_ = 0; // bytes checked in vain
+};
+
 class RecordingReader {
   public:
     RecordingReader(ByteWindow &window, FaultSink fault)
@@ -43,17 +54,16 @@ class RecordingReader {
   private:
     enum class Verdict { good, torn, none };
     Verdict examine(RecordingEntry &entry);
-    bool may_check(size_t size) const;
     void skip_to_mark();
     void tell_of_garbage();
 
     ByteWindow &window_;
     FaultSink fault_;
-    size_t taken_ = 0;             // bytes of the entry handed out last
-    uint64_t garbage_at_ = 0;      // where it began
-    bool in_garbage_ = false;      // bytes of no entry are being skipped
-    bool in_torn_ = false;         // likewise, the rest of an entry that was named
-    uint64_t checked_in_vain_ = 0; // bytes
+    CheckBudget budget_;
+    size_t taken_ = 0;        // bytes of the entry handed out last
+    uint64_t garbage_at_ = 0; // where it began
+    bool in_garbage_ = false; // bytes of no entry are being skipped
+    bool in_torn_ = false;    // likewise, the rest of an entry that was named
 };
 
 } // namespace zebctl
