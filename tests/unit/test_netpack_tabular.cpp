@@ -1,6 +1,5 @@
 #include "netpack_samples.h"
 
-#include <algorithm>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,14 +31,16 @@ class Tabular : public testing::Test {
     StderrCapture err_;
 };
 
-// The structures of the station that have arrays of characters or bytes.
-const char *const k_byte_arrays[] = {"NET_NEPH_Instant", "NET_SERVER_FilterAdd", "NET_TEST_Test2"};
-
-// Not these, nor the one that holds one of them.
-bool survives_a_round_trip(const std::string &name) {
-    return std::find(std::begin(k_byte_arrays), std::end(k_byte_arrays), name) ==
-               std::end(k_byte_arrays) &&
-           name != "NET_TEST_MsgTest1";
+// Written as one column, read from several.
+bool has_array_of_bytes(const NETDSD_entry &entry) {
+    for (size_t i = 0; i < entry.count_fields; ++i) {
+        const NETDSD_field &field = entry.fields[i];
+        const bool bytes = field.ft == NETDSD_FT_A_CHAR || field.ft == NETDSD_FT_A_BYTE;
+        if ((bytes && field.count > 1) ||
+            (field.ft == NETDSD_FT_BIN && has_array_of_bytes(*NETPACK_find_ds(field.type_name))))
+            return true;
+    }
+    return false;
 }
 
 template <class T> void put(char *to, T value) {
@@ -438,10 +439,12 @@ TEST_F(Tabular, ExampleReadsAsDocumented) {
 }
 
 TEST_F(Tabular, EveryStructureComesBackButThoseWithArraysOfBytes) {
+    size_t survivors = 0;
     for (size_t i = 0; i < _ndsd_structures_count_ext; ++i) {
         const NETDSD_entry &entry = _ndsd_structures_ext[i];
-        if (!survives_a_round_trip(entry.name))
+        if (has_array_of_bytes(entry))
             continue;
+        ++survivors;
         std::vector<char> record(entry.total_size);
         std::vector<char> copy(entry.total_size);
         fill(entry, record.data());
@@ -454,11 +457,12 @@ TEST_F(Tabular, EveryStructureComesBackButThoseWithArraysOfBytes) {
             << entry.name;
         EXPECT_EQ(copy, record) << entry.name << ": " << line;
     }
+    EXPECT_GT(survivors, 240u);
     EXPECT_EQ(err_.finish(), "");
 }
 
 TEST_F(Tabular, ArraysOfBytesDoNotComeBack) {
-    for (const char *name : k_byte_arrays) {
+    for (const char *name : {"NET_NEPH_Instant", "NET_SERVER_FilterAdd", "NET_TEST_Test2"}) {
         const NETDSD_entry &entry = *NETPACK_find_ds(name);
         std::vector<char> record(entry.total_size);
         fill(entry, record.data());
