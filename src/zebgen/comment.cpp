@@ -39,7 +39,10 @@ CommentParts parts_of(const std::string &comment) {
     const std::string first = take_part(rest);
     const size_t unit = last_parenthesis(first);
     parts.description = first;
-    if (unit != std::string::npos && unit > 0 && first[unit - 1] == ' ') {
+    // "(0: none)" explains a value.
+    const bool is_unit = unit != std::string::npos && unit > 0 && first[unit - 1] == ' ' &&
+                         first.find(':', unit) == std::string::npos;
+    if (is_unit) {
         parts.description = first.substr(0, unit - 1);
         parts.unit = first.substr(unit + 1, first.size() - unit - 2);
     }

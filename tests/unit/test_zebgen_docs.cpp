@@ -122,8 +122,8 @@ TEST(ZebgenComment, TakesDescriptionUnitVariableAndBoundsApart) {
 }
 
 TEST(ZebgenComment, WhatDoesNotFollowTheFormIsDescription) {
-    for (const char *text :
-         {"", "The filter runs", "(s)", "f(x)", "a) odd (one", "|", "a|b", ")"}) {
+    for (const char *text : {"", "The filter runs", "(s)", "f(x)", "a) odd (one", "|", "a|b", ")",
+                             "Spot in use (0: none)"}) {
         const CommentParts parts = parts_of(text);
         EXPECT_EQ(parts.description, text);
         EXPECT_EQ(parts.unit + parts.variable + parts.low + parts.high, "") << text;
