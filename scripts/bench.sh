@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the measurements of docs/benchmarks.md: functions first, then the message server
-# beside two well-known brokers, then the serial-port server and an idle station. Run it on an idle machine; every figure is meant as a ratio within one
-# run.
+# beside two well-known brokers, then the serial-port server, an idle station and the memory of a
+# daemon. Run it on an idle machine; every figure is meant as a ratio within one run.
 #   --seconds S     per measurement of a server (default 2)
 #   --no-setup      install nothing
 set -euo pipefail
@@ -36,3 +36,4 @@ for program in build/release/bench/bench_*; do
 done
 build/release/bench/server_driver --seconds "$seconds"
 build/release/bench/serial_driver --seconds "$seconds"
+build/release/bench/memory_driver

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -215,6 +216,32 @@ TEST_F(Logged, TheLinesOfADaemonThatLosesItsServerAreInTheFile) {
     EXPECT_EQ(lines("flow", "flowA,").size(), 1u);
 }
 
+TEST_F(Logged, AKilledDaemonLosesTheAverageBegunAndNoLine) {
+    ASSERT_TRUE(ready_);
+    auto instrument = pump({"--valve", "50"});
+    auto daemon = run({"flow"});
+    average();
+    average();
+    ASSERT_EQ(watch("MSG_TSITMF_INSTANT", 5).size(), 5u);
+    unplug(*daemon);
+    const std::string first = *files("flow").begin();
+    const auto written = lines("flow", "flowA,");
+    EXPECT_EQ(written.size(), 2u);
+    unplug(*instrument);
+    instrument = pump({"--valve", "100"});
+    // Within a second the new file has the old one's name.
+    const time_t now = time(nullptr);
+    ASSERT_TRUE(wait_until([&] { return time(nullptr) != now; }));
+    daemon = run({"flow"});
+    EXPECT_TRUE(flow_reaches(20));
+    average(); // the flow may have been on its way
+    // 20 (0.35 + 0.65) l/min, 830 - 2.5 * 20 hPa
+    EXPECT_EQ(columns(average()), " 780.00, 20.000,999.999, 21.00,100.00,0000");
+    EXPECT_EQ(lines("flow", "flowA,").size(), 4u);
+    EXPECT_EQ(files("flow").size(), 2u);
+    EXPECT_NE(read_file(first).find(written[1] + "\n"), std::string::npos);
+}
+
 TEST_F(Logged, GpsWritesALineForEachInstant) {
     ASSERT_TRUE(ready_);
     const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1",
@@ -227,4 +254,121 @@ TEST_F(Logged, GpsWritesALineForEachInstant) {
     EXPECT_EQ(lines("gps", "!row;colhdr;gpsS"),
               std::vector<std::string>{"!row;colhdr;gpsS,gpsS;STN;EPOCH;DateTime;Lat_gps;Lon_gps;"
                                        "Alt_gps;Speed_gps;Track_gps;Quality_gps;Nsat_gps"});
+}
+
+// ---- The files of the daemons, read by the tool ----
+
+namespace {
+
+class LogTool : public Logged {
+  protected:
+    // Two averages and a line for the monitor, by a flow daemon that has ended.
+    std::string file_of_flow() {
+        const auto instrument = pump({"--valve", "50"});
+        const auto daemon = run({"flow"});
+        average();
+        average();
+        ask({"log", "monitor"});
+        EXPECT_TRUE(wait_until([&] { return lines("flow", "flowM,ABC,").size() == 1; }));
+        daemon->signal(SIGTERM);
+        EXPECT_EQ(daemon->wait(), 0);
+        EXPECT_EQ(files("flow").size(), 1u);
+        return *files("flow").begin();
+    }
+    // What the tool prints of the averages, as lines; the file is in order.
+    std::vector<std::string> shown(const std::string &file, std::vector<std::string> options) {
+        options.insert(options.begin(), {"logfile", "--records", "flowA", file});
+        std::istringstream in(ask(options));
+        EXPECT_EQ(errors_, "");
+        std::vector<std::string> result;
+        for (std::string line; std::getline(in, line);)
+            result.push_back(line);
+        return result;
+    }
+};
+
+// The time of a data line as text.
+std::string time_of(const std::string &line) {
+    return line.substr(line.find('T') - sizeof "YYYY-MM-DD" + 1, sizeof "YYYY-MM-DDThh:mm:ssZ" - 1);
+}
+
+} // namespace
+
+TEST_F(LogTool, FindsAFileOfFlowInOrderAndShowsItsColumns) {
+    ASSERT_TRUE(ready_);
+    const std::string file = file_of_flow();
+    const auto written = lines("flow", "flowA,");
+    ASSERT_EQ(written.size(), 2u);
+    const auto table = shown(file, {"--columns", "Q_flow,Set_flow,P_flow"});
+    ASSERT_EQ(table.size(), 3u);
+    EXPECT_NE(table[0].find("Q_flow"), std::string::npos);
+    EXPECT_LT(table[0].find("Set_flow"), table[0].find("P_flow"));
+    for (size_t i = 0; i < 2; ++i) {
+        std::istringstream fields(table[i + 1]);
+        std::string time, flow, set, pressure;
+        fields >> time >> flow >> set >> pressure;
+        EXPECT_EQ(time, time_of(written[i]));
+        EXPECT_EQ(flow + " " + set + " " + pressure, "6.750 - 813.13");
+    }
+    EXPECT_EQ(shown(file, {"--csv", "--columns", "STN,Q_flow"})[1].rfind("ABC,6.750"), 0u);
+}
+
+TEST_F(LogTool, GivesAFileOfFlowToPrograms) {
+    ASSERT_TRUE(ready_);
+    const std::string file = file_of_flow();
+    const auto objects = shown(file, {"--json"});
+    ASSERT_EQ(objects.size(), 2u);
+    for (const std::string &text : objects) {
+        const json line = json::parse(text);
+        EXPECT_EQ(line["type"], "flowA");
+        EXPECT_EQ(line["station"], "ABC");
+        EXPECT_EQ(line["record"]["Q_flow"], 6.75);
+        EXPECT_EQ(line["record"]["P_flow"], 813.13);
+        EXPECT_TRUE(line["record"]["Set_flow"].is_null());
+    }
+    const json header = json::parse(ask({"logfile", "--header", "--json", file}));
+    EXPECT_EQ(header["records"].size(), 2u);
+}
+
+TEST_F(LogTool, SumsUpAndPlotsAFileOfFlow) {
+    ASSERT_TRUE(ready_);
+    const std::string file = file_of_flow();
+    std::map<std::string, json> columns;
+    for (const std::string &text : shown(file, {"--summary", "--json"})) {
+        const json column = json::parse(text);
+        columns[column["column"]] = column;
+    }
+    EXPECT_EQ(columns["Q_flow"]["count"], 2);
+    EXPECT_EQ(columns["Q_flow"]["mean"], 6.75);
+    EXPECT_EQ(columns["Set_flow"]["count"], 0);
+    EXPECT_EQ(columns["Set_flow"]["missing"], 2);
+    const auto drawn = shown(file, {"--plot", "Q_flow"});
+    ASSERT_FALSE(drawn.empty());
+    EXPECT_EQ(drawn[0].rfind("Q_flow", 0), 0u);
+    EXPECT_GT(drawn.size(), 10u);
+}
+
+TEST_F(LogTool, TellsATornLastLineOfAFileOfFlow) {
+    ASSERT_TRUE(ready_);
+    const std::string file = file_of_flow();
+    const std::string text = read_file(file);
+    std::filesystem::resize_file(file, text.size() - 5);
+    ask({"logfile", "--json", file}, 1);
+    EXPECT_NE(errors_.find(": a torn line, the last one, \"flowM,ABC,"), std::string::npos)
+        << errors_;
+}
+
+TEST_F(LogTool, ReadsAFileOfGps) {
+    ASSERT_TRUE(ready_);
+    const auto receiver = run({"zeb-nmea-sim", "--link", dir_ / "receiver", "--interval", "0.1",
+                               "--latitude", "40", "--longitude", "-105", "--radius", "1000"});
+    const auto daemon = run({"gps"});
+    ASSERT_TRUE(wait_until([&] { return lines("gps", "gpsS,ABC,").size() >= 2; }));
+    daemon->signal(SIGTERM);
+    EXPECT_EQ(daemon->wait(), 0);
+    const json line =
+        lines_of(ask({"logfile", "--records", "gpsS", "--json", *files("gps").begin()}))[0];
+    EXPECT_NEAR(line["record"]["Lat_gps"].get<double>(), 40, 0.01);
+    EXPECT_NEAR(line["record"]["Lon_gps"].get<double>(), -105, 0.02);
+    EXPECT_EQ(errors_, "");
 }

@@ -121,6 +121,17 @@ TEST_F(IoInputs, AreCalibratedByTheirPolynomialOrTakenAsTheyAre) {
     EXPECT_EQ(input(2)->val, 17.0);
 }
 
+TEST_F(IoInputs, OfTwoHoursAtOneASecondHold64KiBEach) {
+    build({{"T1", nullptr, nullptr}});
+    for (int i = 0; i < 3 * 7200; ++i) {
+        update(i);
+        ASSERT_LE(input(0)->avg.sz_buffer * sizeof(double), 65536U);
+    }
+    EXPECT_EQ(input(0)->avg.i_insert_point, 7200U);
+    EXPECT_EQ(input(0)->avg.sz_buffer, 8192U);
+    EXPECT_EQ(average(), 2 * 7200 + 3599.5) << "the latest two hours";
+}
+
 TEST_F(IoInputs, OfNoTreeAreNone) {
     build(nullptr);
     EXPECT_EQ(inputs.count, 0);

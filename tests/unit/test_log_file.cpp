@@ -130,6 +130,13 @@ TEST_F(LogFiles, NoHiddenFileStaysBehind) {
         EXPECT_THAT(name, StartsWith("X1_"));
 }
 
+TEST_F(LogFiles, WithoutABufferALineIsInTheFileByItself) {
+    define_simple();
+    open();
+    write(1);
+    EXPECT_TRUE(wait_until([&] { return count_of(read_file(f.filename), line(1)) == 1; }));
+}
+
 // ---- A failed switch ----
 
 class LogSubdirectory : public LogFiles {
