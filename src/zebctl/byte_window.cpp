@@ -5,6 +5,8 @@
 #include <cstring>
 #include <unistd.h>
 
+#include <zeb2/util.h>
+
 namespace zebctl {
 namespace {
 
@@ -15,9 +17,9 @@ constexpr size_t k_piece = 256 * 1024; // bytes read at a time, at most
 ByteSource file_source(int fd) {
     return [fd](char *to, size_t size) {
         ssize_t got;
-        do
+        do // a program that is told to stop does not wait on
             got = read(fd, to, size);
-        while (got < 0 && errno == EINTR);
+        while (got < 0 && errno == EINTR && !UTIL_exit_poll());
         return got;
     };
 }

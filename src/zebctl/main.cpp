@@ -23,6 +23,8 @@ int main(int argc, char **argv) {
     zebctl::add_log(app, run);
     zebctl::add_logfile(app, run);
     zebctl::add_monitor(app, run);
+    zebctl::add_record(app, run);
+    zebctl::add_replay(app, run);
     zebctl::add_decode(app, run);
     zebctl::add_conf(app, run);
     try {

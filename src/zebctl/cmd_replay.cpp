@@ -1,0 +1,74 @@
+// zebctl replay - sends a recording to a message server again.
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "command.h"
+#include "daemon.h"
+#include "replayer.h"
+#include "serverkit/sockets.h"
+#include "session.h"
+
+namespace zebctl {
+namespace {
+
+struct Options {
+    std::string file, config;
+    ReplayOptions replay;
+};
+
+int run_replay(Options options) {
+    if (options.replay.name.empty())
+        options.replay.name = "zebctl-" + std::to_string(getpid());
+    const daemon_kit::Options daemon{options.replay.name, options.config};
+    daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    if (configuration.is_refused())
+        return k_failed;
+    if (const char *host = ZEBMSG_get_host_str(configuration.root(), configuration.local()))
+        options.replay.host = host;
+    serverkit::UniqueFd file;
+    if (options.file != "-") {
+        file.reset(open(options.file.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!file)
+            return fail(options.file + ": " + strerror(errno));
+    }
+    struct stat status = {};
+    const int fd = file ? file.get() : STDIN_FILENO;
+    const bool has_size = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+    ByteFaults faults(options.file == "-" ? "standard input" : options.file);
+    ByteWindow window(file_source(fd));
+    return Replayer(options.replay, faults)
+        .run(window, has_size ? static_cast<uint64_t>(status.st_size) : 0);
+}
+
+} // namespace
+
+void add_replay(CLI::App &app, Run &run) {
+    auto options = std::make_shared<Options>();
+    ReplayOptions &replay = options->replay;
+    CLI::App *command = app.add_subcommand("replay", "Send a recording to a server again");
+    command->add_option("file", options->file, "recording; - is standard input")->required();
+    auto *speed = command->add_option("--speed", replay.speed, "so many times as fast as it was")
+                      ->check(CLI::PositiveNumber);
+    auto *fast =
+        command->add_flag("--fast", replay.fast, "without pauses, as fast as the server takes it");
+    auto *pause = command
+                      ->add_option("--max-pause", replay.longest_pause,
+                                   "pauses of the recording no longer than so many seconds")
+                      ->check(CLI::NonNegativeNumber);
+    fast->excludes(speed)->excludes(pause);
+    auto *sources = command->add_flag("--as-sources", replay.as_sources,
+                                      "each program's messages under that program's name");
+    command->add_flag("--take-over", replay.take_over, "even from programs that are connected")
+        ->needs(sources);
+    command->add_option("--name", replay.name, "name on the message server")->excludes(sources);
+    replay.choice.add_options(*command);
+    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command->callback([options, &run] { run = [options] { return run_replay(*options); }; });
+}
+
+} // namespace zebctl
