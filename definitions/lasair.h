@@ -25,6 +25,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double N[8]; /* Particle concentration of each size channel (1/cm3) |
                     Nb${INDEX:1:2:3:4:5:6:7:8}_${INST:N\d+} | 0;1E5 */
     double Nt;   /* Total particle concentration (1/cm3) | N_${INST:N\d+} | 0;1E5 */

@@ -36,6 +36,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;       /* Readings averaged (1) */
     BYTE n;              /* Number of controllers used */
     BYTE address[16];    /* Address of each controller */
     double val[16];      /* Process value, in the unit of the controller (any) |

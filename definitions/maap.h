@@ -57,7 +57,7 @@ typedef struct {
     BOOL pump_on;  /* The pump runs */
     double Q_set;  /* Sample flow set point (lpm) */
     double wavelength;    /* Wavelength of the light source (nm) */
-    double cross_section; /* Absorption taken for a mass of black carbon, in m2/g */
+    double cross_section; /* Absorption taken for a mass of black carbon (m2/g) */
     double Ir_advance;    /* Transmittance at which the tape is advanced (1) */
     double age_advance;   /* Age of a spot at which the tape is advanced (s) */
     double time_advance;  /* Time of the daily advance after midnight UTC (s) */

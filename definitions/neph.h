@@ -46,6 +46,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;            /* Readings averaged (1) */
     NET_NEPH_Scattering scat; /* *instant */
     NET_NEPH_PhotonCounts counts;
     double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */

@@ -39,6 +39,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;                      /* Readings averaged (1) */
     NET_NEPHAURORA3000_Scattering scat; /* *instant */
     NET_NEPHAURORA3000_Counts counts;
     double P;   /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */

@@ -22,6 +22,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double Bs;     /* Scattering coefficient (1/Mm) | BsG_${INST:S\d+} | -100;1E5 */
     double P;      /* Sample pressure (hPa) | P_${INST:S\d+} | 100;1200 */
     double T;      /* Sample temperature (C) | T_${INST:S\d+} | -50;100 */

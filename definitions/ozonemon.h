@@ -29,6 +29,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME time;
+    DWORD samples;           /* Readings averaged (1) */
     NET_OZONEMON_Reading in; /* *instant */
     NET_OZONEMON_Reading ra;
 } NET_OZONEMON_Instant;

@@ -37,6 +37,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME time;
+    DWORD samples;      /* Readings averaged (1) */
     NET_PAX_Reading in; /* *instant */
     NET_PAX_Reading ra;
 } NET_PAX_Instant;
@@ -66,7 +67,7 @@ typedef struct {
                    resonance not found, 4 scattering detector, 5 pressure, 6 vacuum, 7 sample flow,
                    8 cell temperature, 9 relative humidity, 10 storage full, 11 zeroing */
     double wavelength;    /* Wavelength of the laser (nm) */
-    double cross_section; /* Absorption taken for a mass of black carbon, in m2/g */
+    double cross_section; /* Absorption taken for a mass of black carbon (m2/g) */
     double averaging;     /* Averaging time of the instrument (s) */
     double zero_interval; /* Time between zeros (s) */
     double zero_duration; /* Duration of a zero (s) */

@@ -24,6 +24,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;  /* Readings averaged (1) */
     double Ba;      /* Absorption coefficient (1/Mm) | BaG_${INST:A\d+} | -100;1E5 */
     double Ir;      /* Filter transmittance (1) | IrG_${INST:A\d+} | 0;2 */
     double Ip;      /* Sample detector signal (count) | IpG_${INST:A\d+} | 0;1E8 */

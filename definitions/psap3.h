@@ -27,6 +27,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double Ba[3]; /* Absorption coefficient (1/Mm) | Ba${INDEX:B:G:R}_${INST:A\d+} | -100;1E5 */
     double Ir[3]; /* Filter transmittance (1) | Ir${INDEX:B:G:R}_${INST:A\d+} | 0;2 */
     double Ip[3]; /* Sample detector signal (count) | Ip${INDEX:B:G:R}_${INST:A\d+} | 0;1E8 */

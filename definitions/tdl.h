@@ -27,6 +27,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;   /* Readings averaged (1) */
     double X[3];     /* Mixing ratio of each gas (ppb) | X${INDEX:1:2:3}_${INST:G\d+} | -1E4;1E9 */
     double Xd[3];    /* Mixing ratio of each gas in dry air (ppb) | X${INDEX:1:2:3}d_${INST:G\d+} |
                         -1E4;1E9 */

@@ -18,6 +18,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double Q;      /* Flow (slpm) | Q_${INST:Q\d+} | -1;500 */
     double T;      /* Gas temperature (C) | T_${INST:Q\d+} | -50;100 */
     double P;      /* Gas pressure (hPa) | P_${INST:Q\d+} | 0;5000 */

@@ -39,6 +39,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;             /* Readings averaged (1) */
     BYTE n_ain;                /* Number of analogue inputs used */
     BYTE n_aout;               /* Number of analogue outputs used */
     NET_UMAC_AnalogIn ain[24]; /* *instant */

@@ -21,6 +21,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples; /* Readings averaged (1) */
     double WS; /* Air velocity (m/s) | WS_${INST:Q\d+} | 0;100 */
     double Q;  /* Stack flow (lpm) | Q_${INST:Q\d+} | 0;1E5 */
     double T;  /* Air temperature (C) | T_${INST:Q\d+} | -100;60 */

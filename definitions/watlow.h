@@ -27,6 +27,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;                      /* Readings averaged (1) */
     BYTE n;                             /* Number of controllers used */
     NET_WATLOW_OneChannel channels[16]; /* *instant */
 } NET_WATLOW_Avg;

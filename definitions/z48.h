@@ -31,6 +31,7 @@ typedef struct {
 typedef struct {
     FTIME start_time;
     FTIME end_time;
+    DWORD samples;      /* Readings averaged (1) */
     double T[4];        /* Zone temperature (C) | T${INDEX:1:2:3:4}_${INST:C\d+} | -200;2000 */
     double setpoint[4]; /* Temperature set point (C) |
                            Ts${INDEX:1:2:3:4}_${INST:C\d+} | -200;2000 */
