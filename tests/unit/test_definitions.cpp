@@ -115,6 +115,42 @@ Names index_words(const std::string &variable) {
     return words;
 }
 
+// The identifier pattern of "${INST:A\d+}".
+std::string identifier_pattern(const std::string &variable) {
+    static const std::regex form(R"(\$\{INST:([^{}]+)\})");
+    std::smatch match;
+    return std::regex_search(variable, match, form) ? match[1].str() : "";
+}
+
+// The variables that a field feeds, one for each element.
+Names expanded(const std::string &variable) {
+    const Names words = index_words(variable);
+    if (words.empty())
+        return {variable};
+    const size_t begin = variable.find("${INDEX:"), end = variable.find('}', begin);
+    Names all;
+    for (const std::string &word : words)
+        all.push_back(variable.substr(0, begin) + word + variable.substr(end + 1));
+    return all;
+}
+
+// The unit of a comment, measured or not; empty without one.
+std::string unit_of(const std::string &comment) {
+    static const std::regex in_parentheses(R"([^|]*\(([^()|]+)\)( \|.*)?)");
+    std::smatch match;
+    return std::regex_match(comment, match, in_parentheses) ? match[1].str() : "";
+}
+
+bool is_time(const NETDSD_field &field) {
+    return field.ft == NETDSD_FT_FTIME || field.ft == NETDSD_FT_TIME ||
+           field.ft == NETDSD_FT_A_FTIME || field.ft == NETDSD_FT_A_TIME;
+}
+
+// Records whose fields stand for their types alone.
+bool is_of_the_tests(const NETDSD_entry &record) {
+    return strncmp(record.name, "NET_TEST_", 9) == 0;
+}
+
 struct Pin {
     const char *name;
     NETDSD_field_type ft;
@@ -255,9 +291,26 @@ TEST(Definitions, IndexWordsAreAsManyAsElements) {
 TEST(Definitions, NoTwoFieldsOfARecordFeedOneVariable) {
     std::map<std::string, std::string> fed;
     for (const auto &[member, comment] : measured()) {
-        const auto [other, fresh] =
-            fed.emplace(std::string(member.record->name) + " " + comment.variable, member.where());
-        EXPECT_TRUE(fresh) << member.where() << " and " << other->second;
+        for (const std::string &variable : expanded(comment.variable)) {
+            const auto [other, fresh] =
+                fed.emplace(std::string(member.record->name) + " " + variable, member.where());
+            EXPECT_TRUE(fresh) << member.where() << " and " << other->second << ": " << variable;
+        }
+    }
+}
+
+// "A1" and "A12" are such identifiers; another letter is another kind of instrument.
+TEST(Definitions, IdentifierPatternsMatchALetterAndANumber) {
+    for (const auto &[member, comment] : measured()) {
+        const std::string pattern = identifier_pattern(comment.variable);
+        ASSERT_FALSE(pattern.empty()) << member.where();
+        const std::regex identifier(pattern);
+        const std::string letter = pattern.substr(0, 1);
+        for (const char *number : {"1", "12", "345"})
+            EXPECT_TRUE(std::regex_match(letter + number, identifier)) << member.where();
+        for (const std::string &other :
+             {letter, std::string("1"), letter + "x", "_" + letter + "1"})
+            EXPECT_FALSE(std::regex_match(other, identifier)) << member.where() << ": " << other;
     }
 }
 
@@ -277,22 +330,83 @@ TEST(Definitions, BoundsAreALowAndAHighValue) {
 // "1" is a plain ratio or number, "any" a channel whose unit its configuration names.
 TEST(Definitions, EachUnitHasOneSpelling) {
     static const std::set<std::string> units = {
-        "%",     "1",   "1/Mm", "1/cm3", "1/m", "A",     "C",   "C/W",  "Hz",    "V",   "W",
-        "W/m2",  "any", "bits", "cd/m2", "cm2", "cm3",   "deg", "g/kg", "g/cm3", "h",   "hPa",
-        "count", "lpm", "m",    "m/s",   "m3",  "mA",    "mV",  "mm",   "mm/h",  "mm2", "nm",
-        "ppb",   "ppm", "s",    "slpm",  "ug",  "ug/m3", "um",  "us",   "ml/min"};
-    static const std::regex in_parentheses(R"([^|]*\(([^()|]+)\)( \|.*)?)");
+        "%",     "1",   "1/Mm", "1/cm3", "1/m",  "A",    "C",     "C/W",  "Hz",    "V",     "W",
+        "W/m2",  "any", "bits", "cd/m2", "cm2",  "cm3",  "deg",   "g/kg", "g/cm3", "h",     "hPa",
+        "count", "lpm", "m",    "m/s",   "m3",   "m2/g", "mA",    "mV",   "mm",    "mm/h",  "mm2",
+        "nm",    "ppb", "ppm",  "s",     "slpm", "ug",   "ug/m3", "um",   "us",    "ml/min"};
     static const std::regex remark(R"(-?\d+: .*|s since 1970)");
     for (const Member &member : members()) {
-        std::smatch match;
-        const std::string comment = member.comment();
-        if (!std::regex_match(comment, match, in_parentheses))
-            continue;
+        const std::string unit = unit_of(member.comment());
         // The one variable whose description the archive has always had in this form.
-        if (member.where() == "NET_AE33_Instant.S")
+        if (unit.empty() || member.where() == "NET_AE33_Instant.S")
             continue;
-        EXPECT_TRUE(units.count(match[1]) || std::regex_match(match[1].str(), remark))
-            << member.where() << ": " << comment;
+        EXPECT_TRUE(units.count(unit) || std::regex_match(unit, remark))
+            << member.where() << ": " << member.comment();
+    }
+}
+
+TEST(Definitions, EveryRealHasAUnit) {
+    // The one's comment is as the archive has always had it, the others' unit is their channel's.
+    static const std::set<std::string> exempt = {"NET_AE33_Reading.wavelengths", "NET_IO_Real.val"};
+    for (const Member &member : members()) {
+        if (!is_real(*member.field) || is_of_the_tests(*member.record) ||
+            exempt.count(member.where()))
+            continue;
+        EXPECT_NE(unit_of(member.comment()), "") << member.where() << ": " << member.comment();
+    }
+}
+
+TEST(Definitions, TimesThatAreExplainedCountFrom1970) {
+    for (const Member &member : members()) {
+        if (!is_time(*member.field) || is_of_the_tests(*member.record) || member.comment().empty())
+            continue;
+        EXPECT_EQ(unit_of(member.comment()), "s since 1970") << member.where();
+    }
+}
+
+TEST(Definitions, OneNameIsOneQuantityInEveryRecord) {
+    static const std::vector<std::pair<std::regex, std::set<std::string>>> quantities = {
+        {std::regex("N|Nt"), {"1/cm3"}},
+        {std::regex("B[ase]|Bbs"), {"1/Mm"}},
+        {std::regex("Ir"), {"1"}},
+        {std::regex("P|Pd[0-9]?"), {"hPa"}},
+        {std::regex("Q[0-9]?|Q_set"), {"lpm", "slpm", "ml/min"}},
+        {std::regex("T[0-9]?|Td|T_set"), {"C"}},
+        {std::regex("U"), {"%"}},
+        {std::regex("[XL]|X[0-9]"), {"ug/m3", "ppb", "m"}},
+        {std::regex("interval|duration"), {"s"}},
+    };
+    for (const Member &member : members()) {
+        if (!is_real(*member.field) || is_of_the_tests(*member.record))
+            continue;
+        for (const auto &[names, units] : quantities) {
+            if (!std::regex_match(member.field->name, names))
+                continue;
+            EXPECT_TRUE(units.count(unit_of(member.comment())))
+                << member.where() << ": " << member.comment();
+        }
+    }
+}
+
+TEST(Definitions, StatesSayWhatTheirNumbersMean) {
+    for (const Member &member : members()) {
+        const std::string name = member.field->name;
+        if ((name != "state" && name != "phase") || is_real(*member.field))
+            continue;
+        EXPECT_TRUE(std::regex_search(member.comment(), std::regex("^(.*: )?0 [a-z].*, 1 [a-z]")))
+            << member.where() << ": " << member.comment();
+    }
+}
+
+// A reading's flags are those of the status record of its instrument.
+TEST(Definitions, StatusRecordsSayWhatTheBitsOfTheirFlagsMean) {
+    static const std::regex listed(R"(.*\(bits\): \d+ [a-z].*|.*, bit i of .*\(bits\))");
+    for (const Member &member : members()) {
+        if (!ends_with(member.record->name, "_Status") || !ends_with(member.field->name, "flags"))
+            continue;
+        EXPECT_TRUE(std::regex_match(member.comment(), listed) ||
+                    std::regex_search(member.comment(), std::regex(R"(\(bits\): i )")))
+            << member.where() << ": " << member.comment();
     }
 }
 
@@ -335,6 +449,23 @@ TEST(Definitions, AveragesHaveAStartAndAnEnd) {
             EXPECT_EQ(field->ft, NETDSD_FT_FTIME) << record->name << "." << name;
         }
     }
+}
+
+// One record's layout is older than the counts.
+TEST(Definitions, AveragesCountTheirReadings) {
+    size_t counted = 0;
+    for (const NETDSD_entry *record : records()) {
+        const bool running =
+            field_of(record->name, "ra") && strcmp(record->name, "NET_AE33_Instant");
+        if (!running && !ends_with(record->name, "_Avg"))
+            continue;
+        const NETDSD_field *field = field_of(record->name, "samples");
+        ASSERT_NE(field, nullptr) << record->name;
+        EXPECT_STREQ(field->type_name, "DWORD") << record->name;
+        EXPECT_STREQ(field->comment, "Readings averaged (1)") << record->name;
+        counted++;
+    }
+    EXPECT_GT(counted, 30u);
 }
 
 TEST(Definitions, OneNestedFieldAtMostIsTheMainReading) {
