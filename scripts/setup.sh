@@ -3,7 +3,7 @@
 # missing. Works as root or with sudo. --bench adds the programs that the benchmarks compare with.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build pkg-config g++-multilib
+packages=(build-essential cmake ninja-build pkg-config g++-multilib clang llvm libclang-rt-dev
           libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev)
 bench_packages=(libboost-dev libmsgpack-cxx-dev libmosquitto-dev mosquitto libhiredis-dev redis-server)
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Set-up, build and every test: native, with AddressSanitizer and UndefinedBehaviorSanitizer, with
-# ThreadSanitizer, and as 32-bit.
+# ThreadSanitizer, and as 32-bit; at last ten million runs of the fuzzers (docs/fuzzing.md).
 #   --quick            only the native build
-#   --preset NAME      only this one (release, asan, tsan, i386); may be repeated
+#   --preset NAME      only this one (release, asan, tsan, i386, fuzz); may be repeated
 #   --no-setup         install nothing
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -28,7 +28,7 @@ while [ $# -gt 0 ]; do
     esac
     shift
 done
-[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan i386)
+[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan i386 fuzz)
 [ $setup = no ] || scripts/setup.sh
 
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
@@ -44,6 +44,7 @@ for preset in "${presets[@]}"; do
     target=(all)
     selection=()
     [ "$preset" != tsan ] || { target=(threads) selection=(-L threads); }
+    [ "$preset" != fuzz ] || target=(fuzzers)
     cmake --build --preset "$preset" --target "${target[@]}"
     echo "=== $preset: tests"
     ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
