@@ -2,13 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <sys/stat.h>
 
 #include "serverkit/report.h"
 
@@ -27,87 +23,24 @@ double steady_seconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-} // namespace
-
-FILE *open_file(const std::string &name) {
-    FILE *file = fopen(name.c_str(), "re");
-    struct stat info;
-    if (file == nullptr || fstat(fileno(file), &info) != 0 || !S_ISDIR(info.st_mode))
-        return file;
-    fclose(file);
-    errno = EISDIR;
-    return nullptr;
-}
-
-CONF_node *load_configuration(const std::string &name) {
-    FILE *file = open_file(name);
-    if (file == nullptr) {
-        fprintf(stderr, "%scannot read the configuration %s: %s\n", g_dbg_msg_title, name.c_str(),
-                strerror(errno));
-        return nullptr;
-    }
-    CONF_node *root = CONF_alloc();
-    if (root != nullptr)
-        CONF_load(root, file);
-    fclose(file);
+// The tree of the configuration; null after a report.
+CONF_node *load(const Options &options, serverkit::Missing missing) {
+    CONF_node *root = nullptr;
+    if (!options.config.empty())
+        serverkit::load_configuration(options.config, &root);
+    else if ((root = CONF_get_default()) == nullptr && missing == serverkit::Missing::allowed)
+        root = CONF_alloc();
+    else if (root == nullptr)
+        report("no configuration: etc/zeb.conf is missing under $ZEB2; name a file with --config");
     return root;
 }
 
-int parse_command_line(int argc, char **argv, const char *description, Options &options) {
-    CLI::App app(description);
-    app.set_version_flag("--version", options.name + " " + ZEB_VERSION);
-    app.add_option("-n,--name", options.name,
-                   "name on the message server and of the branch of the configuration")
-        ->capture_default_str();
-    app.add_option("-c,--config", options.config,
-                   "configuration file (default: etc/zeb.conf under $ZEB2)");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
-    return -1;
-}
+} // namespace
 
-Configuration::Configuration(const Options &options, Missing missing) : name_(options.name) {
-    if (!options.config.empty())
-        root_ = load_configuration(options.config);
-    else if ((root_ = CONF_get_default()) == nullptr && missing == Missing::allowed)
-        root_ = CONF_alloc();
-    else if (root_ == nullptr)
-        fprintf(
-            stderr,
-            "%sno configuration: etc/zeb.conf is missing under $ZEB2; name a file with --config\n",
-            g_dbg_msg_title);
-    if (root_ != nullptr)
-        local_ = CONF_lookup_tree(root_, options.name.c_str());
-}
-
-std::string Configuration::text(const char *key, const std::string &fallback) const {
-    const char *value = local_ != nullptr ? CONF_lookup(local_, key) : nullptr;
-    return value != nullptr ? value : fallback;
-}
-
-double Configuration::number(const char *key, double fallback, double lowest,
-                             double highest) const {
-    const std::string value = text(key, "");
-    char *end;
-    const double result = strtod(value.c_str(), &end);
-    if (value.empty())
-        return fallback;
-    if (*end == '\0' && result >= lowest && result <= highest)
-        return result;
-    report("the value \"%s\" of %s is not a number%s; using %g", value.c_str(), key,
-           *end == '\0' ? " within its limits" : "", fallback);
-    return fallback;
-}
-
-void Configuration::provide(const std::string &key, const std::string &value) {
-    if (local_ != nullptr && CONF_lookup(local_, key.c_str()) != nullptr)
-        return;
-    CONF_set(root_, (name_ + ";" + key).c_str(), value.c_str());
-    local_ = CONF_lookup_tree(root_, name_.c_str());
-}
+Configuration::Configuration(const Options &options, Missing missing,
+                             const serverkit::ProgramKeys &keys)
+    : keys_(keys, options.name), root_(load(options, missing)),
+      settings_(keys_, root_, serverkit::Settings::Tell::with_default) {}
 
 Station::~Station() {
     if (!connected_)
@@ -218,17 +151,45 @@ Daemon::~Daemon() {
         LIBZEB_cleanup();
 }
 
+// A negative result means "go on", any other is the exit status.
+int Daemon::parse_command_line(int argc, char **argv) {
+    CLI::App app(description_);
+    app.set_version_flag("--version", options_.name + " " + ZEB_VERSION);
+    app.add_option("-n,--name", options_.name,
+                   "name on the message server and of the branch of the configuration")
+        ->capture_default_str();
+    app.add_option("-c,--config", options_.config,
+                   "configuration file (default: etc/zeb.conf under $ZEB2)");
+    serverkit::add_inspection(app, inspection_);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    return -1;
+}
+
 bool Daemon::start(int argc, char **argv) {
-    const int status = parse_command_line(argc, argv, description_, options_);
+    const int status = parse_command_line(argc, argv);
     if (status >= 0) {
         exit_status_ = status;
         return false;
     }
     if (!LIBZEB_init(options_.name.c_str()))
         return false;
+    if (inspection_.is_wanted()) {
+        const serverkit::Keys keys(keys_, options_.name);
+        exit_status_ = inspect(inspection_, {keys, options_.config, serverkit::Missing::refused});
+        LIBZEB_cleanup();
+        return false;
+    }
     UTIL_exit_signal_poll_setup();
-    configuration_.emplace(options_);
-    return !configuration_->is_refused();
+    configuration_.emplace(options_, serverkit::Missing::refused, keys_);
+    if (configuration_->is_refused())
+        return false;
+    if (keys_.read != nullptr)
+        keys_.read(configuration_->settings());
+    return true;
 }
 
 bool Daemon::connect() {
@@ -246,13 +207,13 @@ bool Daemon::connect_to(const std::string &port) {
     return false;
 }
 
-void Daemon::announce(const char *type, const char *display_name, const char *id) {
+void Daemon::announce(const char *type) {
     NET_SERVER_InstrumentInfo info;
     ZEBMSG_register_init(&info);
     UTIL_strncpynt(info.type, type, sizeof info.type);
-    UTIL_strncpynt(info.display_name, configuration().text("DisplayName", display_name).c_str(),
+    UTIL_strncpynt(info.display_name, configuration().text("DisplayName").c_str(),
                    sizeof info.display_name);
-    info.id_ch = configuration().text("ID", id)[0];
+    info.id_ch = configuration().text("ID")[0];
     if (configuration().local() != nullptr)
         ZEBMSG_do_tags(&info, configuration().root(), configuration().local());
     ZEBMSG_register_instrument(station().messages(), &info);

@@ -1,21 +1,21 @@
 // daemon.h - what every example daemon does before and around its instrument: the command line, the
 // configuration, the links to the station's servers, the announcement. A daemon's main() is
 //
-//   daemon_kit::Daemon daemon("gps", "Publishes the fixes of a receiver.");
+//   daemon_kit::Daemon daemon(k_keys, "Publishes the fixes of a receiver.");
 //   if (!daemon.start(argc, argv) || !daemon.connect_with_line())
 //       return daemon.exit_status();
-//   daemon.announce("gps", "GPS", "G");
+//   daemon.announce("gps");
 //   while (daemon.station().wait(0.25))
 //       ... talk to daemon.station().line(), queue on daemon.station().messages() ...
 //   return daemon.station().result();
 #pragma once
 
-#include <cmath>
-#include <cstdio>
 #include <optional>
 #include <string>
 
 #include <zeb2/libzeb2.h>
+
+#include "serverkit/inspect.h"
 
 namespace daemon_kit {
 
@@ -24,23 +24,16 @@ struct Options {
     std::string config; // empty: the station's file
 };
 
-// Reads the command line; a negative result means "go on", any other is the exit status.
-int parse_command_line(int argc, char **argv, const char *description, Options &options);
-
-// A file open for reading, or null with errno set: a directory opens like a file and reads as
-// nothing, which would pass for an empty configuration.
-FILE *open_file(const std::string &name);
-
-// The tree of a configuration file, for CONF_free(); null after a report.
-CONF_node *load_configuration(const std::string &name);
+// Of a program that reads no keys itself.
+inline constexpr serverkit::ProgramKeys k_no_keys = {"", {}};
 
 // The configuration tree and the daemon's branch of it.
 class Configuration {
   public:
-    // Whether a station's file that does not exist is a mistake. A file that was named always is.
-    enum class Missing { refused, allowed };
+    using Missing = serverkit::Missing;
 
-    explicit Configuration(const Options &options, Missing missing = Missing::refused);
+    explicit Configuration(const Options &options, Missing missing = Missing::refused,
+                           const serverkit::ProgramKeys &keys = k_no_keys);
     ~Configuration() { CONF_free(root_); }
     Configuration(const Configuration &) = delete;
     Configuration &operator=(const Configuration &) = delete;
@@ -48,20 +41,18 @@ class Configuration {
     // True after a report: there is nothing to run on.
     bool is_refused() const { return root_ == nullptr; }
     CONF_node *root() const { return root_; }
-    CONF_node *local() const { return local_; }
-    // The value of a key of the daemon's branch, or the default; a number that is none, or outside
-    // the limits, is reported and the default taken.
-    std::string text(const char *key, const std::string &fallback) const;
-    double number(const char *key, double fallback, double lowest = -HUGE_VAL,
-                  double highest = HUGE_VAL) const;
-    // Gives a key of the daemon's branch this value unless it has one: for what the library reads
-    // itself, from a branch that the file need not have.
-    void provide(const std::string &key, const std::string &value);
+    // Null while no key is set there.
+    CONF_node *local() const { return CONF_lookup_tree(root_, keys_.name().c_str()); }
+    // The value of a key of the daemon's branch, or its default; a value that the table does not
+    // allow is reported and the default taken. A number that is not set and has no default is MVC.
+    std::string text(const std::string &key) { return settings_.text(settings_.own(key)); }
+    double number(const std::string &key) { return settings_.number(settings_.own(key)); }
+    serverkit::Settings &settings() { return settings_; }
 
   private:
-    std::string name_; // of the branch
-    CONF_node *root_ = nullptr;
-    CONF_node *local_ = nullptr;
+    serverkit::Keys keys_;
+    CONF_node *root_;
+    serverkit::Settings settings_;
 };
 
 // The links to the station's servers, served by the library's dispatch thread.
@@ -102,33 +93,34 @@ class Station {
 // The frame of a daemon's main().
 class Daemon {
   public:
-    // `name` is the usual one, of the program; --name gives another.
-    Daemon(const char *name, const char *description)
-        : options_{name, ""}, description_(description) {}
+    // `keys` has the usual name, of the program; --name gives another.
+    Daemon(const serverkit::ProgramKeys &keys, const char *description)
+        : keys_(keys), options_{keys.name, ""}, description_(description) {}
     ~Daemon();
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;
 
     // Each is false when there is nothing more to do but to return exit_status().
-    bool start(int argc, char **argv); // command line, library, signals, configuration
+    bool start(int argc, char **argv); // command line, library, signals, configuration, read()
     bool connect();                    // to the message server
     bool connect_with_line();          // and to the serial server, for the port of the key "Port"
-    // Announces the instrument, under the keys DisplayName, ID and Tags when they are set, and
-    // tells the program that launched this one that it is ready.
-    void announce(const char *type, const char *display_name, const char *id);
+    // Announces the instrument as the keys DisplayName, ID and Tags say, and tells the program that
+    // launched this one that it is ready.
+    void announce(const char *type);
 
     int exit_status() const { return exit_status_; }
     const std::string &name() const { return options_.name; }
-    const Configuration &configuration() const { return *configuration_; }
     Configuration &configuration() { return *configuration_; }
     Station &station() { return *station_; }
-    // What the key "Port" says: "=" and the daemon's name unless it is set.
-    std::string port() const { return configuration_->text("Port", "=" + options_.name); }
+    std::string port() { return configuration_->text("Port"); }
 
   private:
+    int parse_command_line(int argc, char **argv);
     bool connect_to(const std::string &port);
 
+    const serverkit::ProgramKeys &keys_;
     Options options_;
+    serverkit::Inspection inspection_;
     const char *description_;
     int exit_status_ = 1;
     std::optional<Configuration> configuration_;

@@ -8,21 +8,7 @@
 // the control (flow_control.h) and, below, what is published and obeyed. How faults are told and
 // how the loop runs can stay.
 //
-// Keys of its branch of the configuration (its name, "flow" unless --name says otherwise):
-//   Port         the line, default "=flow": what the serial server's keys Port;flow;... describe
-//   Address      of the instrument, 0 to 99, default 1
-//   Interval     s between readings, 0.05 to 3600, default 1
-//   Timeout      s to wait for an answer, 0.01 to 60, default 0.5
-//   Setpoint     standard l/min to hold from the start; without it the valve is left alone
-//   MaxFlow      standard l/min, the highest set point, default 20
-//   PID;...      the controller, see pid.h
-//   fil;name     name of the log file and of what is logged, default the daemon's
-//   analog;NAME;chan, ;cal   a variable and a column: flow, pressure, temperature, valve, setpoint
-//   output;NAME;chan, ;cal   what other programs set: setpoint
-//   AverageOnContam, AverageOnBypass, IgnoreFlush, SpinupTime, record;..., var;...   see log.h
-//   DisplayName  for people, default "Flow"
-//   ID           one character, default "Q"
-//   Tags         up to eight, separated by ";"
+// The keys of its branch of the configuration are in flow_keys.cpp.
 
 #include <algorithm>
 #include <cmath>
@@ -32,6 +18,7 @@
 #include "flow_channels.h"
 #include "flow_control.h"
 #include "flow_instrument.h"
+#include "flow_keys.h"
 #include "flow_record.h"
 #include "serverkit/report.h"
 
@@ -110,32 +97,18 @@ class Saturation {
     int readings_ = 0; // that say otherwise
 };
 
-// The library's defaults are a controller without gains and limits.
-CONF_node *control_branch(daemon_kit::Configuration &configuration) {
-    const std::pair<const char *, const char *> defaults[] = {
-        {"PID;P", "3"}, {"PID;P;min", "0"}, {"PID;P;max", "100"}, {"PID;I", "2"}};
-    for (const auto &[key, value] : defaults)
-        configuration.provide(key, value);
-    // An integral that asks for more than an open valve only delays the way back.
-    const double gain = configuration.number("PID;P", 3);
-    if (gain > 0) {
-        configuration.provide("PID;I;min", "0");
-        configuration.provide("PID;I;max", std::to_string(100 / gain));
-    }
-    return CONF_lookup_tree(configuration.local(), "PID");
-}
-
 class Controller {
   public:
     explicit Controller(daemon_kit::Daemon &daemon)
         : station_(daemon.station()), name_(daemon.name()),
-          interval_(daemon.configuration().number("Interval", 1, 0.05, 3600)),
-          max_flow_(daemon.configuration().number("MaxFlow", 20, 0)),
+          interval_(daemon.configuration().number("Interval")),
+          max_flow_(daemon.configuration().number("MaxFlow")),
           instrument_(station_.line(), settings(daemon.configuration())),
-          control_(control_branch(daemon.configuration())), channels_(daemon, set_flow, this),
-          health_(station_, daemon.port()), saturation_(station_) {
-        const double setpoint = daemon.configuration().number("Setpoint", MVC, 0, max_flow_);
-        if (setpoint != MVC)
+          control_(CONF_lookup_tree(daemon.configuration().local(), "PID")),
+          channels_(daemon, set_flow, this), health_(station_, daemon.port()),
+          saturation_(station_) {
+        const double setpoint = daemon.configuration().number("Setpoint");
+        if (setpoint != MVC && setpoint <= max_flow_)
             obey({false, MVC, setpoint});
     }
 
@@ -183,9 +156,8 @@ class Controller {
     }
 
   private:
-    static flow::Instrument::Settings settings(const daemon_kit::Configuration &configuration) {
-        return {static_cast<int>(configuration.number("Address", 1, 0, 99)),
-                configuration.number("Timeout", 0.5, 0.01, 60)};
+    static flow::Instrument::Settings settings(daemon_kit::Configuration &configuration) {
+        return {static_cast<int>(configuration.number("Address")), configuration.number("Timeout")};
     }
 
     unsigned failures() const { return instrument_.asked() - instrument_.count(Outcome::answered); }
@@ -317,12 +289,12 @@ int run(daemon_kit::Station &station, Controller &controller) {
 } // namespace
 
 int main(int argc, char **argv) {
-    daemon_kit::Daemon daemon("flow",
+    daemon_kit::Daemon daemon(flow::k_keys,
                               "Asks a flow controller what it measures, publishes and logs that, "
                               "and holds the flow at its set point.");
     if (!daemon.start(argc, argv) || !daemon.connect_with_line())
         return daemon.exit_status();
     Controller controller(daemon);
-    daemon.announce("flow", "Flow", "Q");
+    daemon.announce("flow");
     return run(daemon.station(), controller);
 }

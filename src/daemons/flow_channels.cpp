@@ -30,13 +30,8 @@ IO_real_input_var *input_of(const LL_NODE *node) {
 } // namespace
 
 Channels::Channels(daemon_kit::Daemon &daemon, IO_set_real set, void *pd)
-    : station_(daemon.station()), set_(set),
-      set_pd_(pd), quantities_{{{"flow", "Q_", "*3.3f", "Flow (slpm)"},
-                                {"pressure", "P_", "*4.2f", "Pressure (hPa)"},
-                                {"temperature", "T_", "*3.2f", "Temperature of the gas (C)"},
-                                {"valve", "V_", "*3.2f", "Opening of the valve (%)"},
-                                {"setpoint", "Set_", "*3.3f", "Set point of the flow (slpm)"}}} {
-    complete(daemon.configuration(), daemon.name());
+    : station_(daemon.station()), set_(set), set_pd_(pd) {
+    values_.fill(MVC);
     CONF_node *const local = daemon.configuration().local();
     build(local);
     LOG_avg_control_init(&averaging_, daemon.configuration().root(), local);
@@ -51,19 +46,6 @@ Channels::~Channels() {
     LOG_avg_control_delete(&averaging_);
     IO_real_output_delete(&outputs_);
     IO_real_input_delete(&inputs_);
-}
-
-// Without a word in the file every quantity is a variable, Q_flow and so on, and Set_flow is what
-// others set. Two instruments have two names, so that their variables have, too.
-void Channels::complete(daemon_kit::Configuration &configuration, const std::string &name) {
-    configuration.provide("fil;name", name);
-    const std::string suffix = configuration.text("fil;name", name);
-    if (CONF_lookup_tree(configuration.local(), "analog") == nullptr)
-        for (const Quantity &quantity : quantities_)
-            configuration.provide("analog;" + (quantity.prefix + suffix) + ";chan",
-                                  quantity.channel);
-    if (CONF_lookup_tree(configuration.local(), "output") == nullptr)
-        configuration.provide("output;Set_" + suffix + ";chan", "setpoint");
 }
 
 void Channels::build(CONF_node *local) {
@@ -99,9 +81,9 @@ void Channels::build_monitor_record() {
 }
 
 void Channels::define_input(IO_define_real_input_in *in, IO_define_real_input_out *out) {
-    for (Quantity &quantity : g_building->quantities_)
-        if (in->channel != nullptr && strcmp(in->channel, quantity.channel) == 0)
-            *out = {TRUE, get, &quantity.value, quantity.format};
+    for (size_t i = 0; i < k_quantities.size(); ++i)
+        if (in->channel != nullptr && strcmp(in->channel, k_quantities[i].channel) == 0)
+            *out = {TRUE, get, &g_building->values_[i], k_quantities[i].format};
     if (!out->valid)
         g_building->station_.tell("the variable %s has no channel: flow, pressure, temperature, "
                                   "valve or setpoint",
@@ -129,10 +111,7 @@ void Channels::open_log(const daemon_kit::Configuration &configuration) {
 }
 
 void Channels::take(const Reading &reading, double setpoint, unsigned asked, unsigned failed) {
-    const double values[] = {reading.flow, reading.pressure, reading.temperature, reading.valve,
-                             setpoint};
-    for (size_t i = 0; i < quantities_.size(); ++i)
-        quantities_[i].value = values[i];
+    values_ = {reading.flow, reading.pressure, reading.temperature, reading.valve, setpoint};
     asked_ = asked;
     failed_ = failed;
     IO_real_input_update(&inputs_, &averaging_);

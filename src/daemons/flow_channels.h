@@ -14,12 +14,13 @@
 
 #include "daemon.h"
 #include "flow_instrument.h"
+#include "flow_keys.h"
 
 namespace flow {
 
 class Channels {
   public:
-    // Completes the configuration, begins the log file and asks for the last set points. `set` is
+    // Begins the log file and asks for the last set points. `set` is
     // called when a program sets the output; `pd` goes with it.
     Channels(daemon_kit::Daemon &daemon, IO_set_real set, void *pd);
     ~Channels(); // before the station's links close: the last lines are written
@@ -30,11 +31,6 @@ class Channels {
     void take(const Reading &reading, double setpoint, unsigned asked, unsigned failed);
 
   private:
-    // Something that a channel of the configuration may read.
-    struct Quantity {
-        const char *channel, *prefix, *format, *description;
-        double value = MVC;
-    };
     // What the library hands to the callbacks of a log file.
     struct File : LOG_file {
         Channels *owner;
@@ -43,7 +39,6 @@ class Channels {
         void operator()(void *block) const { free(block); }
     };
 
-    void complete(daemon_kit::Configuration &configuration, const std::string &name);
     void build(CONF_node *local);
     void build_monitor_record();
     void open_log(const daemon_kit::Configuration &configuration);
@@ -55,7 +50,7 @@ class Channels {
     daemon_kit::Station &station_;
     IO_set_real set_;
     void *set_pd_;
-    std::array<Quantity, 5> quantities_;
+    std::array<double, k_quantities.size()> values_;
     IO_real_input_def inputs_;
     IO_real_output_def outputs_;
     LOG_avg_control averaging_ = {};

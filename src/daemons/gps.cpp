@@ -3,16 +3,12 @@
 // A model for an instrument that talks by itself; flow.cpp is the one for an instrument that is
 // asked.
 //
-// Keys of its branch of the configuration (its name, "gps" unless --name says otherwise):
-//   Port         the line, default "=gps": what the serial server's keys Port;gps;... describe
-//   fil;name     name of the log file and of what is logged, default the daemon's
-//   DisplayName  for people, default "GPS"
-//   ID           one character, default "G"
-//   Tags         up to eight, separated by ";"
+// The keys of its branch of the configuration are in gps_keys.cpp.
 
 #include <cstdio>
 
 #include "daemon.h"
+#include "gps_keys.h"
 #include "gps_record.h"
 #include "nmea.h"
 
@@ -26,8 +22,7 @@ constexpr double k_status_interval = 10.0; // s
 class FixLog {
   public:
     explicit FixLog(daemon_kit::Daemon &daemon) : link_(daemon.station().link()) {
-        daemon_kit::Configuration &configuration = daemon.configuration();
-        configuration.provide("fil;name", daemon.name());
+        const daemon_kit::Configuration &configuration = daemon.configuration();
         CONF_node *const local = configuration.local();
         LOG_init(&file_);
         LOG_define_record(&file_, "S", "*", columns_, local, FALSE);
@@ -217,10 +212,11 @@ int run(daemon_kit::Station &station, Receiver receiver, FixLog &log) {
 
 int main(int argc, char **argv) {
     daemon_kit::Daemon daemon(
-        "gps", "Publishes the fixes of an NMEA 0183 receiver on the station's message server.");
+        gps::k_keys,
+        "Publishes the fixes of an NMEA 0183 receiver on the station's message server.");
     if (!daemon.start(argc, argv) || !daemon.connect_with_line())
         return daemon.exit_status();
     FixLog log(daemon);
-    daemon.announce("gps", "GPS", "G");
+    daemon.announce("gps");
     return run(daemon.station(), Receiver(daemon.station(), daemon.port()), log);
 }

@@ -2,18 +2,14 @@
 // carries the tag "position", listens to its fixes and answers each with a way point status, to it
 // and to everyone.
 //
-// Keys of its branch of the configuration ("waypoint" unless --name says otherwise):
-//   Position     tag of the program whose fixes are answered, default "position"
-//   Name         of the way point, default "home"
-//   Latitude, Longitude   deg, north and east positive (required)
-//   Radius       m within which it counts as reached, default 50
-//   DisplayName, ID, Tags
+// The keys of its branch of the configuration are in waypoint_keys.cpp.
 
 #include <cstdio>
 #include <string>
 
 #include "daemon.h"
 #include "gps_record.h"
+#include "waypoint_keys.h"
 
 namespace {
 
@@ -54,30 +50,27 @@ int run(daemon_kit::Station &station, Answerer &answerer) {
     return station.result();
 }
 
-// False after a report.
-bool read_waypoint(const daemon_kit::Daemon &daemon, NET_GPS_WaypointDef &waypoint) {
-    const daemon_kit::Configuration &configuration = daemon.configuration();
-    UTIL_strncpynt(waypoint.name, configuration.text("Name", "home").c_str(), sizeof waypoint.name);
-    waypoint.lat = configuration.number("Latitude", MVC);
-    waypoint.lon = configuration.number("Longitude", MVC);
-    waypoint.radius = configuration.number("Radius", 50);
-    if (waypoint.lat != MVC && waypoint.lon != MVC)
-        return true;
-    fprintf(stderr, "%sno way point: set %s;Latitude and %s;Longitude in the configuration\n",
-            g_dbg_msg_title, daemon.name().c_str(), daemon.name().c_str());
-    return false;
+// False when there is none, which was said when the configuration was read.
+bool read_waypoint(daemon_kit::Configuration &configuration, NET_GPS_WaypointDef &waypoint) {
+    UTIL_strncpynt(waypoint.name, configuration.text("Name").c_str(), sizeof waypoint.name);
+    waypoint.lat = configuration.number("Latitude");
+    waypoint.lon = configuration.number("Longitude");
+    waypoint.radius = configuration.number("Radius");
+    return waypoint.lat != MVC && waypoint.lon != MVC;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     daemon_kit::Daemon daemon(
-        "waypoint", "Answers the station's position with distance and bearing of a way point.");
+        waypoint::k_keys,
+        "Answers the station's position with distance and bearing of a way point.");
     Answerer answerer = {};
-    if (!daemon.start(argc, argv) || !read_waypoint(daemon, answerer.waypoint) || !daemon.connect())
+    if (!daemon.start(argc, argv) || !read_waypoint(daemon.configuration(), answerer.waypoint) ||
+        !daemon.connect())
         return daemon.exit_status();
     answerer.link = daemon.station().messages();
-    answerer.tag = daemon.configuration().text("Position", "position");
-    daemon.announce("waypoint", "Way point", "W");
+    answerer.tag = daemon.configuration().text("Position");
+    daemon.announce("waypoint");
     return run(daemon.station(), answerer);
 }

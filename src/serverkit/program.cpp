@@ -1,9 +1,8 @@
 #include "program.h"
 
-#include "settings.h"
+#include "inspect.h"
 
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <string>
 
 #include <zeb2/libzeb2.h>
@@ -11,15 +10,13 @@
 namespace serverkit {
 namespace {
 
-struct FreeTree {
-    void operator()(CONF_node *tree) const { CONF_free(tree); }
-};
-
 int configure_and_serve(const Program &program, const std::string &file, bool verbose) {
     CONF_node *loaded = nullptr;
-    if (!load_configuration(file.empty() ? nullptr : file.c_str(), &loaded))
+    if (file.empty())
+        loaded = CONF_get_default();
+    else if (!load_configuration(file, &loaded))
         return k_exit_failure;
-    const std::unique_ptr<CONF_node, FreeTree> tree(loaded);
+    const Tree tree(loaded);
     return program.serve(tree.get(), verbose);
 }
 
@@ -28,19 +25,24 @@ int configure_and_serve(const Program &program, const std::string &file, bool ve
 int run_program(const Program &program, int argc, char **argv) {
     std::string config_file;
     bool verbose = false;
-    CLI::App app(program.description, program.name);
+    Inspection inspection;
+    const Keys keys(program.keys);
+    CLI::App app(program.description, program.keys.name);
     app.add_option("-c,--config", config_file,
                    "Configuration file (default: etc/zeb.conf under $ZEB2)");
     app.add_flag("-v,--verbose", verbose, program.verbose_help);
-    app.set_version_flag("--version", std::string(program.name) + " " + program.version);
+    app.set_version_flag("--version", keys.name() + " " + program.version);
+    add_inspection(app, inspection);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? 0 : k_exit_usage;
     }
-    if (!LIBZEB_init(program.name))
+    if (!LIBZEB_init(program.keys.name))
         return k_exit_failure;
-    const int status = configure_and_serve(program, config_file, verbose);
+    const int status = inspection.is_wanted()
+                           ? inspect(inspection, {keys, config_file, Missing::allowed})
+                           : configure_and_serve(program, config_file, verbose);
     LIBZEB_cleanup();
     return status;
 }

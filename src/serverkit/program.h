@@ -3,10 +3,12 @@
 
 #include <zeb2/conf.h>
 
+#include "keys.h"
+
 namespace serverkit {
 
 struct Program {
-    const char *name;
+    const ProgramKeys &keys; // with the program's name
     const char *description;
     const char *version;
     const char *verbose_help;

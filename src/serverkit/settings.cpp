@@ -3,91 +3,132 @@
 #include "report.h"
 
 #include <cerrno>
-#include <charconv>
-#include <cmath>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 
+#include <zeb2/util.h>
+
 namespace serverkit {
-namespace {
 
-bool parse_count(const char *text, int base, size_t &value) {
-    const char *end = text + strlen(text);
-    const auto [stop, error] = std::from_chars(text, end, value, base);
-    return error == std::errc() && stop == end && stop != text;
+std::string Settings::written(const std::string &path) const {
+    const char *value = root_ == nullptr ? nullptr : CONF_lookup(root_, path.c_str());
+    return value == nullptr ? "" : value;
 }
 
-} // namespace
-
-std::string Settings::text(const char *key, const char *standard) {
-    const char *value = root_ == nullptr ? nullptr : CONF_lookup(root_, key);
-    return value == nullptr ? standard : value;
+Default Settings::standard(const Key &key) const {
+    if (key.derive != nullptr)
+        return key.derive(*this);
+    Default result{key.standard, nullptr};
+    if (const size_t name = result.value.find('@'); name != std::string::npos)
+        result.value.replace(name, 1, keys_.name());
+    return result;
 }
 
-size_t Settings::count(const char *key, size_t standard, size_t lowest, size_t highest) {
-    const char *value = root_ == nullptr ? nullptr : CONF_lookup(root_, key);
-    if (value == nullptr)
-        return standard;
-    size_t number = 0;
-    if (parse_count(value, 10, number) && number >= lowest && number <= highest)
-        return number;
-    refuse(key, value,
-           "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest));
-    return standard;
+std::string Settings::usable(const std::string &path) const {
+    const Key *key = keys_.find(path);
+    if (key == nullptr)
+        return "";
+    const std::string value = written(path);
+    return value.empty() || fault_in_file(*key, value) ? standard(*key).value : value;
 }
 
-double Settings::seconds(const char *key, double standard, double lowest, double highest) {
-    const char *value = root_ == nullptr ? nullptr : CONF_lookup(root_, key);
-    if (value == nullptr)
-        return standard;
-    char *end = nullptr;
-    const double number = strtod(value, &end);
-    if (end != value && *end == '\0' && std::isfinite(number) && number >= lowest &&
-        number <= highest)
-        return number;
-    char limits[64];
-    snprintf(limits, sizeof limits, "a number of seconds from %g to %g", lowest, highest);
-    refuse(key, value, limits);
-    return standard;
+const Key *Settings::find(const std::string &path) {
+    const Key *key = keys_.find(path);
+    if (key == nullptr)
+        refuse(path, "", "a key that the program has declared");
+    return key;
 }
 
-unsigned Settings::mode(const char *key, unsigned standard) {
-    const char *value = root_ == nullptr ? nullptr : CONF_lookup(root_, key);
-    if (value == nullptr)
-        return standard;
-    size_t number = 0;
-    if (parse_count(value, 8, number) && number <= 0777)
-        return static_cast<unsigned>(number);
-    refuse(key, value, "an octal mode up to 777");
-    return standard;
+std::string Settings::text(const std::string &path) {
+    const Key *key = find(path);
+    if (key == nullptr)
+        return "";
+    const std::string value = written(path), usual = standard(*key).value;
+    const auto fault = value.empty() || key->library ? std::nullopt : fault_of(*key, value);
+    if (fault)
+        refuse(path, value,
+               *fault + (tell_ == Tell::with_default && !usual.empty() ? "; using " + usual : ""));
+    return value.empty() || fault ? usual : value;
 }
 
-void Settings::refuse(const char *key, const std::string &value, const std::string &what) {
-    report("configuration: %s: \"%s\" is not %s", key, printable(value).c_str(), what.c_str());
-    good_ = false;
+size_t Settings::count(const std::string &path) {
+    return static_cast<size_t>(parse_whole(text(path)).value_or(0));
 }
 
-bool load_configuration(const char *file, CONF_node **tree) {
+double Settings::number(const std::string &path) {
+    return parse_number(text(path)).value_or(MVC);
+}
+
+unsigned Settings::mode(const std::string &path) {
+    return static_cast<unsigned>(parse_whole(text(path), 8).value_or(0));
+}
+
+size_t Settings::word(const std::string &path) {
+    const std::string value = text(path);
+    const Key *key = keys_.find(path);
+    char word[64];
+    for (int i = 0; key != nullptr && UTIL_stringfield(key->what, "|", i, word, sizeof word); ++i)
+        if (same_name(word, value))
+            return static_cast<size_t>(i);
+    return 0;
+}
+
+void Settings::provide(const std::string &path) {
+    if (const Key *key = find(path))
+        provide(path, standard(*key).value);
+}
+
+void Settings::provide(const std::string &path, const std::string &value) {
+    if (written(path).empty() && !value.empty())
+        CONF_set(root_, path.c_str(), value.c_str());
+}
+
+void Settings::refuse(const std::string &path, const std::string &value, const std::string &what) {
+    complain(path, "\"" + printable(value) + "\" is not " + what);
+}
+
+void Settings::complain(const std::string &path, const std::string &text) {
+    for (const Refusal &refusal : refusals_)
+        if (refusal.path == path && refusal.text == text)
+            return;
+    refusals_.push_back({path, text});
+    if (tell_ != Tell::no)
+        report("configuration: %s: %s", path.c_str(), text.c_str());
+}
+
+FILE *open_configuration(const std::string &name) {
+    FILE *file = fopen(name.c_str(), "re");
+    struct stat info;
+    if (file == nullptr || fstat(fileno(file), &info) != 0 || !S_ISDIR(info.st_mode))
+        return file;
+    fclose(file);
+    errno = EISDIR;
+    return nullptr;
+}
+
+bool load_configuration(const std::string &name, CONF_node **tree) {
     *tree = nullptr;
-    if (file == nullptr) {
-        *tree = CONF_get_default();
-        return true;
-    }
-    FILE *stream = fopen(file, "r");
+    FILE *stream = open_configuration(name);
     if (stream == nullptr) {
-        report_errno("cannot open the configuration file \"%s\"", file);
+        report_errno("cannot read the configuration %s", name.c_str());
         return false;
     }
-    struct stat info {};
-    const bool readable = fstat(fileno(stream), &info) == 0 && !S_ISDIR(info.st_mode);
-    if (!readable)
-        report("the configuration file \"%s\" is a directory", file);
-    else if ((*tree = CONF_alloc()) != nullptr)
+    if ((*tree = CONF_alloc()) != nullptr)
         CONF_load(*tree, stream);
     fclose(stream);
     return *tree != nullptr;
+}
+
+std::string default_configuration() {
+    const char *base = getenv("ZEB2");
+    if (base != nullptr && strlen(base) > PATH_MAX)
+        return "";
+    char path[PATH_MAX + 32];
+    UTIL_make_relative("etc/zeb.conf", path);
+    return path;
 }
 
 } // namespace serverkit

@@ -1,5 +1,6 @@
 // zebctl conf - checks, reads and dumps configuration files.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,8 +9,13 @@
 #include <zeb2/libzeb2.h>
 
 #include "command.h"
-#include "conf_check.h"
-#include "daemon.h"
+#include "flow_keys.h"
+#include "gps_keys.h"
+#include "serverkit/inspect.h"
+#include "waypoint_keys.h"
+#include "zeblogd/config.h"
+#include "zebmsgd/config.h"
+#include "zebseriald/config.h"
 
 namespace zebctl {
 namespace {
@@ -21,10 +27,7 @@ struct Options {
 struct FileCloser {
     void operator()(FILE *file) const { fclose(file); }
 };
-struct TreeFreer {
-    void operator()(CONF_node *root) const { CONF_free(root); }
-};
-using Tree = std::unique_ptr<CONF_node, TreeFreer>;
+using serverkit::Tree;
 
 // The tree of a file, or of the station's default file when none is named; null after a report.
 Tree load(const std::string &name) {
@@ -35,7 +38,9 @@ Tree load(const std::string &name) {
                     "zebctl: etc/zeb.conf cannot be read under $ZEB2; name a file with --file\n");
         return root;
     }
-    return Tree(daemon_kit::load_configuration(name));
+    CONF_node *root = nullptr;
+    serverkit::load_configuration(name, &root);
+    return Tree(root);
 }
 
 int run_get(const Options &options) {
@@ -59,25 +64,41 @@ int run_dump(const Options &options) {
     return k_done;
 }
 
-std::string default_file() {
-    char path[PATH_MAX + 32];
-    const char *base = getenv("ZEB2");
-    if (base != nullptr && strlen(base) > PATH_MAX)
-        return "";
-    UTIL_make_relative("etc/zeb.conf", path);
-    return path;
+bool has_section(const zeb::ConfCheck &file, const std::string &path) {
+    const std::string section = serverkit::split_path(path).front();
+    return std::any_of(
+        file.settings.begin(), file.settings.end(), [&](const zeb::ConfSetting &setting) {
+            return serverkit::same_name(serverkit::split_path(setting.path).front(), section);
+        });
+}
+
+// What is wrong for any program of the station, under its usual name, and every surprise.
+std::vector<zeb::ConfFinding> findings_of(const zeb::ConfCheck &file) {
+    const serverkit::Keys keys[] = {
+        serverkit::Keys(zebmsgd::k_keys), serverkit::Keys(zebseriald::k_keys),
+        serverkit::Keys(zeblogd::k_keys), serverkit::Keys(gps::k_keys),
+        serverkit::Keys(flow::k_keys),    serverkit::Keys(waypoint::k_keys)};
+    std::vector<const serverkit::Keys *> programs;
+    for (const serverkit::Keys &of : keys)
+        programs.push_back(&of);
+    std::vector<zeb::ConfFinding> findings = serverkit::check_keys(file, programs, true);
+    // A program that the file does not mention is not used.
+    std::erase_if(findings, [&](const zeb::ConfFinding &finding) {
+        return finding.line == 0 && !has_section(file, finding.path);
+    });
+    return findings;
 }
 
 int run_check(const Options &options) {
-    const std::string name = options.file.empty() ? default_file() : options.file;
-    const std::unique_ptr<FILE, FileCloser> file(daemon_kit::open_file(name));
+    const std::string name =
+        options.file.empty() ? serverkit::default_configuration() : options.file;
+    const std::unique_ptr<FILE, FileCloser> file(serverkit::open_configuration(name));
     if (!file) {
         fprintf(stderr, "zebctl: cannot read %s: %s\n", name.c_str(), strerror(errno));
         return k_failed;
     }
-    const std::vector<zeb::ConfFinding> findings = zeb::check_conf(file.get()).findings;
-    for (const auto &finding : findings)
-        printf("%s:%zu: %s\n", name.c_str(), finding.line, finding.text.c_str());
+    const std::vector<zeb::ConfFinding> findings = findings_of(zeb::check_conf(file.get()));
+    serverkit::print_findings(name, findings);
     if (findings.empty())
         printf("%s: every line counts\n", name.c_str());
     return findings.empty() ? k_done : k_failed;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "duties.h"
+#include "serverkit/settings.h"
 
 #include <array>
 #include <optional>
@@ -14,7 +15,10 @@ struct Config {
     std::string directory;                      // of the monitor files
 };
 
+extern const serverkit::ProgramKeys k_keys;
+
 // Nothing when a value cannot be used; each such is reported. `root` may be null.
 std::optional<Config> read_config(CONF_node *root);
+std::optional<Config> read_config(serverkit::Settings &settings);
 
 } // namespace zeblogd

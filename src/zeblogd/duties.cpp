@@ -1,7 +1,6 @@
 #include "duties.h"
 
 #include <cstdio>
-#include <string_view>
 
 namespace zeblogd {
 namespace {
@@ -28,23 +27,15 @@ void flush(ZEBMSG_link *link, const char *to, FTIME) {
     queue(link, to, MSG_LOG_FLUSH, nullptr, 0, nullptr);
 }
 
-bool is_number(std::string_view field) {
-    const size_t digits = field.find_first_not_of("0123456789");
-    return !field.empty() && field != "." &&
-           (digits == std::string_view::npos ||
-            (field[digits] == '.' &&
-             field.find_first_not_of("0123456789", digits + 1) == std::string_view::npos));
-}
-
 } // namespace
 
 // Log files are named by the second, and one that is begun twice in a second loses what it held:
 // hence the longer limit of the switch.
 const std::array<Duty, k_duty_count> k_duties = {{
-    {"switch", "Log;Interval;Switch", "24:00:00", 5, MSG_LOG_SET_INTERVAL_ROT, switch_files},
-    {"average", "Log;Interval;Average", "1:00", 0.1, MSG_LOG_SET_INTERVAL_AVG, begin_average},
-    {"monitor", "Log;Interval;Monitor", "5:00", 0.1, MSG_LOG_SET_INTERVAL_MON, record_monitor},
-    {"flush", "Log;Interval;Flush", "1:00", 0.1, MSG_LOG_SET_INTERVAL_FLS, flush},
+    {"switch", "Log;Interval;Switch", 5, MSG_LOG_SET_INTERVAL_ROT, switch_files},
+    {"average", "Log;Interval;Average", 0.1, MSG_LOG_SET_INTERVAL_AVG, begin_average},
+    {"monitor", "Log;Interval;Monitor", 0.1, MSG_LOG_SET_INTERVAL_MON, record_monitor},
+    {"flush", "Log;Interval;Flush", 0.1, MSG_LOG_SET_INTERVAL_FLS, flush},
 }};
 
 const Duty *find_duty(const std::string &name) {
@@ -56,22 +47,6 @@ const Duty *find_duty(const std::string &name) {
 
 bool is_interval(const Duty &duty, double seconds) {
     return seconds == 0 || (seconds >= duty.shortest && seconds <= k_longest);
-}
-
-// The library's reading takes any text for some number, and 0 would switch a duty off.
-std::optional<double> parse_interval(const std::string &text) {
-    constexpr size_t k_most_fields = 3, k_longest_field = 16;
-    std::string_view rest = text;
-    for (size_t fields = 1; fields <= k_most_fields; ++fields) {
-        const size_t end = rest.find(':');
-        const std::string_view field = rest.substr(0, end);
-        if (field.size() > k_longest_field || !is_number(field))
-            return std::nullopt;
-        if (end == std::string_view::npos)
-            return UTIL_parse_delimited_inc(text.c_str(), ":", 60);
-        rest.remove_prefix(end + 1);
-    }
-    return std::nullopt;
 }
 
 std::string interval_limits(const Duty &duty) {

@@ -8,14 +8,17 @@
 
 #include <zeb2/libzeb2.h>
 
+#include "serverkit/keys.h"
+
 namespace zeblogd {
+
+using serverkit::parse_interval;
 
 constexpr size_t k_duty_count = 4;
 
 struct Duty {
     const char *name;
     const char *key;     // of the interval, in the configuration
-    const char *usual;   // interval without that key
     double shortest;     // s
     NETMSG_type setting; // changes the interval; carries a NET_LOG_SetInterval
     // Queues the message for a time: published, or to one program only.
@@ -31,9 +34,6 @@ const Duty *find_duty(const std::string &name);
 
 // True for an interval that a duty can have: 0, which is off, or from its shortest to 31 days.
 bool is_interval(const Duty &duty, double seconds);
-
-// Seconds of "90", "1:30" or "24:00:00"; nothing when the text is not of that form.
-std::optional<double> parse_interval(const std::string &text);
 
 // The intervals that a duty can have, for people.
 std::string interval_limits(const Duty &duty);

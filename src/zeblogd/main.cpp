@@ -25,15 +25,15 @@ int run(daemon_kit::Station &station, zeblogd::Conductor &conductor) {
 } // namespace
 
 int main(int argc, char **argv) {
-    daemon_kit::Daemon daemon("zeblogd",
+    daemon_kit::Daemon daemon(zeblogd::k_keys,
                               "Conducts the station's loggers and keeps its monitor messages.");
     if (!daemon.start(argc, argv))
         return daemon.exit_status();
-    const auto config = zeblogd::read_config(daemon.configuration().root());
+    const auto config = zeblogd::read_config(daemon.configuration().settings());
     if (!config || !daemon.connect())
         return daemon.exit_status();
     ZEBMSG_link *link = daemon.station().messages();
     zeblogd::Conductor conductor(*config, daemon.name(), link, UTIL_ftime());
-    daemon.announce("conductor", "Conductor", "C");
+    daemon.announce("conductor");
     return run(daemon.station(), conductor);
 }

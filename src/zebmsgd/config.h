@@ -2,6 +2,7 @@
 #pragma once
 
 #include "router.h"
+#include "serverkit/settings.h"
 #include "serverkit/sockets.h"
 
 #include <optional>
@@ -23,7 +24,10 @@ struct Config {
     bool verbose = false;
 };
 
+extern const serverkit::ProgramKeys k_keys;
+
 // Nothing when a value cannot be used; each such is reported. `root` may be null.
 std::optional<Config> read_config(CONF_node *root);
+std::optional<Config> read_config(serverkit::Settings &settings);
 
 } // namespace zebmsgd

@@ -20,8 +20,8 @@ int serve(CONF_node *tree, bool verbose) {
     return server.run() ? 0 : serverkit::k_exit_failure;
 }
 
-constexpr serverkit::Program k_program = {
-    "zebmsgd", "Message server of a measuring station: passes messages between its programs.",
+const serverkit::Program k_program = {
+    zebmsgd::k_keys, "Message server of a measuring station: passes messages between its programs.",
     ZEB_VERSION, "A line for each client that connects or leaves", serve};
 
 } // namespace

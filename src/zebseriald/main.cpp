@@ -20,8 +20,8 @@ int serve(CONF_node *tree, bool verbose) {
     return server.run() ? 0 : serverkit::k_exit_failure;
 }
 
-constexpr serverkit::Program k_program = {
-    "zebseriald",
+const serverkit::Program k_program = {
+    zebseriald::k_keys,
     "Serial-port server of a measuring station: its programs share the serial lines through it.",
     ZEB_VERSION, "A line for each client that leaves", serve};
 

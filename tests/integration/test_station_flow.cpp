@@ -192,8 +192,8 @@ TEST_F(Flow, ASettingOutsideItsLimitsIsReportedAndItsDefaultTaken) {
     configure("flow;Address,100\nflow;Interval,0\n");
     const auto instrument = pump({"--valve", "50"});
     const auto daemon = run({"flow"});
-    EXPECT_TRUE(says(*daemon, "the value \"100\" of Address is not a number within its limits"));
-    EXPECT_TRUE(says(*daemon, "the value \"0\" of Interval is not a number within its limits"));
+    EXPECT_TRUE(says(*daemon, "flow;Address: \"100\" is not a whole number from 0 to 99; using 1"));
+    EXPECT_TRUE(says(*daemon, "flow;Interval: \"0\" is not a number of seconds from 0.05"));
     EXPECT_TRUE(comes("MSG_TSITMF_INSTANT", "Q", 6.75));
 }
 

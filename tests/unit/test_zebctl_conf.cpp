@@ -1,4 +1,4 @@
-#include "src/zebctl/conf_check.h"
+#include "src/serverkit/conf_check.h"
 
 #include "conf.h"
 #include "util.h"

@@ -2,8 +2,7 @@
 //
 // The file is read piece by piece with the loader's own rules (conf_int.h), so that what is said
 // here is what the station's daemons will do.
-#ifndef ZEBCTL_CONF_CHECK_H
-#define ZEBCTL_CONF_CHECK_H
+#pragma once
 
 #include <cstddef>
 #include <cstdio>
@@ -22,6 +21,7 @@ struct ConfFinding {
     size_t line; // from 1
     ConfSeverity severity;
     std::string text; // one printable line
+    std::string path; // that the line would set or sets, where it is one
 };
 
 // A value that the loaded tree will hold.
@@ -29,6 +29,7 @@ struct ConfSetting {
     size_t line;
     std::string path; // as normalised, without a separator at its end
     std::string value;
+    bool is_header = false; // "!" in front: it is there for the headers of log files
 };
 
 struct ConfCheck {
@@ -43,5 +44,3 @@ constexpr size_t k_conf_max_findings = 10000;
 ConfCheck check_conf(FILE *stream);
 
 } // namespace zeb
-
-#endif

@@ -77,9 +77,9 @@ class Checker {
     }
 
   private:
-    void add(size_t line, ConfSeverity severity, std::string text) {
+    void add(size_t line, ConfSeverity severity, std::string text, std::string path = "") {
         if (findings_.size() < k_conf_max_findings)
-            findings_.push_back({line, severity, std::move(text)});
+            findings_.push_back({line, severity, std::move(text), std::move(path)});
         else
             ++left_out_;
     }
@@ -153,7 +153,7 @@ class Checker {
             check_value(stripped(written.substr(comma + 1)), value);
             if (comment != nullptr && static_cast<size_t>(comment - written.c_str()) > comma)
                 note(excerpt(comment) + " is the comment and stays part of the value");
-            keep(normalised(key), value);
+            keep(normalised(key), value, *key == '!');
         }
     }
 
@@ -200,24 +200,26 @@ class Checker {
     }
 
     // A separator at the end does not count: "Disk;" is "Disk".
-    void keep(std::string path, const std::string &value) {
+    void keep(std::string path, const std::string &value, bool is_header) {
         if (path.back() == ';')
             path.pop_back();
         const auto [place, is_new] = settings_.try_emplace(path);
         if (!is_new)
             note_overwritten(place->second, value);
-        place->second = {line_, path, value};
+        place->second = {line_, path, value, is_header};
     }
 
     void note_overwritten(const ConfSetting &old, const std::string &value) {
         const std::string by = std::to_string(line_);
         if (old.value == value)
             add(old.line, ConfSeverity::note,
-                "duplicate: line " + by + " sets " + excerpt(old.path) + " to the same value");
+                "duplicate: line " + by + " sets " + excerpt(old.path) + " to the same value",
+                old.path);
         else
             add(old.line, ConfSeverity::warning,
                 excerpt(old.path) + " is overwritten by line " + by + ": " + excerpt(old.value) +
-                    " becomes " + excerpt(value));
+                    " becomes " + excerpt(value),
+                old.path);
     }
 
     ConfCheck result() {
@@ -228,7 +230,8 @@ class Checker {
         check.findings = std::move(findings_);
         if (left_out_ > 0)
             check.findings.push_back({line_, ConfSeverity::warning,
-                                      std::to_string(left_out_) + " further findings left out"});
+                                      std::to_string(left_out_) + " further findings left out",
+                                      ""});
         for (auto &[path, setting] : settings_)
             check.settings.push_back(std::move(setting));
         return check;
