@@ -161,7 +161,8 @@ TEST_F(BadConfig, IsTold) {
 class PrintConfig : public ProgramTest {
   protected:
     json key(const std::string &path) {
-        for (const json &one : json::parse(output_)["keys"])
+        const json shown = json::parse(output_);
+        for (const json &one : shown["keys"])
             if (one["key"] == path)
                 return one;
         return nullptr;
