@@ -61,7 +61,7 @@ void better(Match &best, Match match) {
 }
 
 // The cheapest way from the names written to those meant, beginning by beginning. A name that is
-// missing cannot be guessed where any name will do, nor can what a path is about, its last one.
+// missing cannot be guessed where any name will do, nor can the first or the last one of a path.
 Match match_of(const Names &written, const Names &pattern) {
     std::vector<std::vector<Match>> m(written.size() + 1, std::vector<Match>(pattern.size() + 1));
     m[0][0].cost = 0;
@@ -72,7 +72,7 @@ Match match_of(const Names &written, const Names &pattern) {
                                      pattern[j - 1] == "*" ? written[i - 1] : pattern[j - 1]));
             if (i > 0)
                 better(m[i][j], with(m[i - 1][j], k_name_cost, ""));
-            if (j > 0 && j < pattern.size() && pattern[j - 1] != "*")
+            if (j > 1 && j < pattern.size() && pattern[j - 1] != "*")
                 better(m[i][j], with(m[i][j - 1], k_name_cost, pattern[j - 1]));
         }
     return m[written.size()][pattern.size()];
