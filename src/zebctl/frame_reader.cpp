@@ -33,11 +33,19 @@ bool is_whole_message(std::string_view payload) {
            message->rest.find(k_signature, used) == std::string_view::npos;
 }
 
-// Asks for what follows only when it must know: a pipe may have no more to say for a while.
+// Whether another frame seems to begin within a frame of `size` bytes. Asks for what follows only
+// when it must know: a pipe may have no more to say for a while.
+bool FrameReader::holds_signature(size_t size) {
+    const std::string_view frame = window_.bytes().substr(0, size);
+    for (size_t part = 1; part < k_signature.size(); ++part)
+        if (frame.ends_with(k_signature.substr(0, part)))
+            window_.want(size + k_signature.size());
+    const std::string_view seen = window_.bytes().substr(0, size + k_signature.size() - 1);
+    return seen.find(k_signature, k_frame_header) != std::string_view::npos;
+}
+
 bool FrameReader::is_credible(size_t size) {
-    if (window_.bytes().substr(k_frame_header, size - k_frame_header).find(k_signature) ==
-            std::string_view::npos ||
-        !budget_.allows(size, window_.offset()))
+    if (!budget_.allows(size, window_.offset()) || !holds_signature(size))
         return true;
     window_.want(size + k_signature.size());
     const std::string_view behind = window_.bytes().substr(size);

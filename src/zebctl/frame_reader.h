@@ -20,6 +20,7 @@ class FrameReader {
   private:
     enum class Verdict { frame, torn, none };
     Verdict examine(std::string_view &frame);
+    bool holds_signature(size_t size);
     bool is_credible(size_t size);
     void tell_of_garbage();
 

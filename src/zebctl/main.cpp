@@ -26,6 +26,7 @@ int main(int argc, char **argv) {
     zebctl::add_record(app, run);
     zebctl::add_replay(app, run);
     zebctl::add_decode(app, run);
+    zebctl::add_table(app, run);
     zebctl::add_conf(app, run);
     try {
         app.parse(argc, argv);

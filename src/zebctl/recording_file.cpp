@@ -1,19 +1,19 @@
 #include "recording_file.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "recording.h"
-#include "session.h"
 #include "text.h"
 
 namespace zebctl {
 
 bool RecordingFile::fail(const std::string &what) {
-    zebctl::fail(visible(path_) + ": " + what);
+    fprintf(stderr, "zebctl: %s: %s\n", visible(path_).c_str(), what.c_str());
     return false;
 }
 
