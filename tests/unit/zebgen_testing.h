@@ -43,7 +43,8 @@ class Revision {
                                   static_cast<size_t>(field.offset),
                                   static_cast<size_t>(field.count), field.comment.c_str(),
                                   static_cast<size_t>(field.size), field.type.c_str()});
-            entries.push_back(entry_of(record.name.c_str(), fields, record.size));
+            entries.push_back(
+                entry_of(record.name.c_str(), fields, static_cast<size_t>(record.size)));
         }
         std::vector<NETMSG_entry> rows;
         for (const zebgen::Message &message : model_.messages)
