@@ -70,13 +70,21 @@ bool equal(const CONF_node *a, const CONF_node *b) {
     return true;
 }
 
-// Not so: values with quotes of their own, which are not escaped when written, and names of one
-// character, which are short for a line. "!x" and "x " set them.
+bool has_unnamed(const CONF_node *node) {
+    for (size_t i = 0; i < node->n_children; ++i)
+        if (*node->children[i]->name == '\0' || has_unnamed(node->children[i]))
+            return true;
+    return false;
+}
+
+// Not so: values with quotes of their own, which are not escaped when written; names of one
+// character, which are short for a line, though "!x" and "x " set them; what is below a name that is
+// empty, as in "a; ;b".
 bool survives(std::string_view text, const CONF_node *root) {
     for (size_t i = 0; i < root->n_children; ++i)
         if (strlen(root->children[i]->name) < 2)
             return false;
-    return text.find('"') == text.npos;
+    return text.find('"') == text.npos && !has_unnamed(root);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 #include "fuzz.h"
 
 #include "checks.h"
+#include "diff.h"
+#include "docs.h"
 #include "emit.h"
 #include "parser.h"
 
@@ -22,6 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     if (!problems.empty())
         return 0;
+    MUST(compare(catalogue, catalogue).empty());
+    MUST(json_of(compare({}, catalogue)).size() > 2 || catalogue.records.empty());
+    pages_of(catalogue);
     const EmitOptions options = {};
     MUST(!emit_records_source(catalogue, options).empty());
     MUST(!emit_messages_source(catalogue, options).empty());

@@ -2,7 +2,7 @@
 # Fuzzes: builds the fuzz targets with clang and runs each from its stored seeds.
 #   TARGET...          only these (default: all of fuzz/fuzz_*.cpp)
 #   --seconds N        each for so long (default 60)
-#   --runs N           each for so many runs
+#   --runs N           each for so many runs, within 3 minutes
 #   --check            as the test suite does: from a fixed seed, keeping nothing
 #   --no-setup         install nothing
 #   --no-build         use the targets as they are
@@ -23,7 +23,7 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     --runs)
-        limit=(-runs="${2:?--runs wants a number}" -max_total_time=600)
+        limit=(-runs="${2:?--runs wants a number}" -max_total_time=180)
         shift
         ;;
     --check) check=yes ;;
