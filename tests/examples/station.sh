@@ -55,7 +55,8 @@ stop_latest() { # what it is
 announced() { "$zebctl" instruments --json | grep -q "\"$1\""; }
 
 quietly "$cmake" --install "$build" --prefix "$work/usr"
-installed() { find "$work/usr" -type f -name "$1"; }
+# A completion has the name of its program.
+installed() { find "$work/usr" -type f -name "$1" -not -path '*/bash-completion/*'; }
 zebmsgd=$(installed zebmsgd)
 zebctl=$(installed zebctl)
 

@@ -695,7 +695,7 @@ TEST_F(Zebmsgd, AnUnusableConfigurationEndsTheStart) {
     EXPECT_EQ(run(command("Server;TCP;Port,http\n")), 1);
     EXPECT_THAT(server->errors(), HasSubstr("Server;TCP;Port: \"http\" is not a whole number"));
     EXPECT_EQ(run({ZEBMSGD, "--config", dir / "missing.conf"}), 1);
-    EXPECT_THAT(server->errors(), HasSubstr("missing.conf\": No such file"));
+    EXPECT_THAT(server->errors(), HasSubstr("missing.conf: No such file"));
     EXPECT_FALSE(exists(socket_path()));
 }
 

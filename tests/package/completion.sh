@@ -30,7 +30,7 @@ for program in zebmsgd zebseriald zeblogd gps flow waypoint; do
     expect "--check-config" "$program" --config x --ch
     expect "" "$program" x
 done
-expect "describe" zebctl de
+expect "describe" zebctl des
 expect "conf" zebctl con
 expect "check get dump" zebctl conf ""
 expect "dump" zebctl conf d

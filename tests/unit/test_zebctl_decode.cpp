@@ -5,6 +5,7 @@
 #include "package_show.h"
 #include "packets.h"
 #include "record_json.h"
+#include "recording.h"
 #include "support.h"
 #include "table_columns.h"
 

@@ -80,10 +80,12 @@ TEST_F(ProtocolTest, ASecondHandshakeIsDroppedAndChangesNothing) {
 }
 
 TEST_F(ProtocolTest, TheNoticeOfConnectingIsRelayedAndStartsTheReplay) {
-    open_all();
+    give(a, handshake("a"));
     give(a, packed(3, "MSG_STATE"));
-    take(b);
-    take(c);
+    give(b, handshake("b"));
+    give(c, handshake("c"));
+    for (Peer *peer : {&a, &b, &c})
+        take(*peer);
     give(b, packed(1, "MSG_NOTIFY_CLIENT_CONNECT"));
     EXPECT_THAT(take_names(b), ElementsAre("MSG_STATE from a"));
     EXPECT_THAT(take_names(a), ElementsAre("MSG_NOTIFY_CLIENT_CONNECT from b"));
