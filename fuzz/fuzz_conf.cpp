@@ -78,8 +78,8 @@ bool has_unnamed(const CONF_node *node) {
 }
 
 // Not so: values with quotes of their own, which are not escaped when written; names of one
-// character, which are short for a line, though "!x" and "x " set them; what is below a name that is
-// empty, as in "a; ;b".
+// character, which are short for a line, though "!x" and "x " set them; what is below a name that
+// is empty, as in "a; ;b".
 bool survives(std::string_view text, const CONF_node *root) {
     for (size_t i = 0; i < root->n_children; ++i)
         if (strlen(root->children[i]->name) < 2)
