@@ -197,7 +197,7 @@ bool PackageReader::opaque_size(std::string_view &bytes, const PackageField &fie
         return true;
     }
     const size_t slack = opaques_ * k_size_field;
-    if (is_last_ && field.count > 0 && bytes.size() >= slack &&
+    if (is_last_ && field.count > 0 && bytes.size() > slack &&
         (bytes.size() - slack) % field.count == 0) {
         size = (bytes.size() - slack) / field.count;
         return true;

@@ -197,7 +197,7 @@ TEST(Decode, ChoosesByTypeSourceAndNumber) {
         frames += framed(packed(1, "MSG_LOG_FLUSH", "", source));
     frames += framed(packed(1, "MSG_TEST_THREE", "", "a"));
     DecodeOptions options;
-    options.choice.sources = {"A"};
+    options.choice.sources = {"a"};
     options.choice.types = {"MSG_LOG_*"};
     EXPECT_EQ(occurrences(decode(frames, options).text, "MSG_LOG_FLUSH"), 2u);
     options.count = 1;
