@@ -96,7 +96,7 @@ std::optional<std::string> fault_of(const Key &key, const std::string &value) {
 std::optional<std::string> fault_in_file(const Key &key, const std::string &value) {
     const auto fault = fault_of(key, value);
     const size_t comment = value.find('!');
-    if (!fault || !key.library || comment == std::string::npos || comment == 0)
+    if (!fault || !key.read_by_library || comment == std::string::npos || comment == 0)
         return fault;
     const size_t end = value.find_last_not_of(" \t", comment - 1);
     return end == std::string::npos ? fault : fault_of(key, value.substr(0, end + 1));

@@ -41,7 +41,7 @@ struct Key {
     // In place of `standard`, whose place the meaning then takes in words.
     Default (*derive)(const Settings &settings) = nullptr;
     const char *variable = nullptr; // of the environment, that comes before the file
-    bool library = false;           // read by the library: a comment behind the value is no fault
+    bool read_by_library = false;   // a comment behind the value is no fault
 };
 
 constexpr Key text(const char *path, const char *standard, const char *meaning) {
@@ -75,7 +75,7 @@ constexpr Key derived(Key key, Default (*derive)(const Settings &)) {
 }
 // A key that the library reads, in its own way.
 constexpr Key library(Key key) {
-    key.library = true;
+    key.read_by_library = true;
     return key;
 }
 
