@@ -47,7 +47,7 @@ std::string Settings::text(const std::string &path) {
     if (key == nullptr)
         return "";
     const std::string value = written(path), usual = standard(*key).value;
-    const auto fault = value.empty() || key->library ? std::nullopt : fault_of(*key, value);
+    const auto fault = value.empty() || key->read_by_library ? std::nullopt : fault_of(*key, value);
     if (fault)
         refuse(path, value,
                *fault + (tell_ == Tell::with_default && !usual.empty() ? "; using " + usual : ""));

@@ -89,7 +89,7 @@ TEST_F(Station, GpsDigestsEveryCapturedSentence) {
                                 "--timeout", "20"});
         ASSERT_TRUE(wait_for_clients(1));
         const auto gps = run({"gps"});
-        ASSERT_TRUE(wait_for_daemons(1));
+        ASSERT_TRUE(says(*gps, "Serial server handshake complete")); // its line is read from now on
         // A pause of ours must not look like the end of an instant.
         gps->signal(SIGSTOP);
         receiver.say(read_file(folder + name));
