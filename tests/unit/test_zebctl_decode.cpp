@@ -235,10 +235,10 @@ TEST(Table, ReadsBackWhatTheReaderAloneWouldChange) {
     NET_LOG_AVG_Bypass record;
     ASSERT_TRUE(reads("NET_LOG_AVG_Bypass", "0,INVALID", &record, error)) << error;
     EXPECT_EQ(record.bypassed, FALSE);
-    EXPECT_EQ(record.flush_until, -1.0);
+    EXPECT_EQ(FTIME{record.flush_until}, -1.0);
     ASSERT_TRUE(reads("NET_LOG_AVG_Bypass", "1,20140821_1424010500", &record, error)) << error;
     EXPECT_EQ(record.bypassed, TRUE);
-    EXPECT_EQ(record.flush_until, 1408631041.5);
+    EXPECT_EQ(FTIME{record.flush_until}, 1408631041.5);
     NET_SERVER_InstrumentInfo info;
     ASSERT_TRUE(reads("NET_SERVER_InstrumentInfo", "Display,41,one,,,,,,,,gps", &info, error))
         << error;
