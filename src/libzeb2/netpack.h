@@ -101,11 +101,17 @@ ZEB_API void *NETPACK_package_ds_lib(const void *pds, const char *dstype, size_t
  * Integers of another width are assigned at the local width, into floating types by value. Floating
  * values are truncated towards zero into integers; beyond the range of the local type they take its
  * nearest limit, and NaN becomes 0. A missing value of the sender's type is a number like any
- * other. pkg: the package, `pkgsize` bytes, null only when `pkgsize` is 0; no byte beyond it is
- * read. dest: receives the record, not null, `destsize` bytes. dstype: the structure's name, not
- * null; a package of another name is refused. Returns the bytes of the package used; 0 on failure.
- * Two results are the record's size instead: of a raw package, and of a described one without a
- * local description, which leaves zeros. Threads: any. */
+ * other.
+ *
+ * pkg: the package, `pkgsize` bytes, null only when `pkgsize` is 0; no byte beyond it is read.
+ *
+ * dest: receives the record, not null, `destsize` bytes.
+ *
+ * dstype: the structure's name, not null; a package of another name is refused.
+ *
+ * Returns the bytes of the package used; 0 on failure. Two results are the record's size instead:
+ * of a raw package, and of a described one without a local description, which leaves zeros.
+ * Threads: any. */
 ZEB_API size_t NETPACK_unpack_ds(const void *pkg, size_t pkgsize, void *dest, size_t destsize,
                                  const char *dstype);
 /* The same with the library's private catalogue. */
@@ -114,9 +120,14 @@ ZEB_API size_t NETPACK_unpack_ds_lib(const void *pkg, size_t pkgsize, void *dest
 
 /* Starts a record whose values are not known yet. Missing values by type: INT, UINT, LONG and ULONG
  * 0x55555555; SIZET and TIME all bits set; FTIME -1.0; DOUBLE 9.999e-99; described elements by
- * these rules; anything else zero. pds: the record, not null, `dssize` bytes; padding becomes zero.
- * dstype: its structure's name, not null. Without a description of exactly `dssize` bytes the
- * record stays zero, with a warning. Threads: any. */
+ * these rules; anything else zero. Without a description of exactly `dssize` bytes the record stays
+ * zero, with a warning.
+ *
+ * pds: the record, not null, `dssize` bytes; padding becomes zero.
+ *
+ * dstype: its structure's name, not null.
+ *
+ * Threads: any. */
 ZEB_API void NETPACK_fill_mvc(void *pds, const char *dstype, size_t dssize);
 /* The same with the library's private catalogue. */
 ZEB_API void NETPACK_fill_mvc_lib(void *pds, const char *dstype, size_t dssize);
@@ -277,7 +288,10 @@ ZEB_API size_t NETPACK_read_ds_tabular_raw(void *pds, const char *dstype, size_t
 /* ---- Messages ---- */
 
 /* Packs a message. Its attachment must be the structure that the catalogue ties to the type; part
- * of an attachment on a type that has none is left out with a warning. in: not null; only read.
+ * of an attachment on a type that has none is left out with a warning.
+ *
+ * in: not null; only read.
+ *
  * out_sz: not null; receives the length in bytes, 0 on failure.
  * Returns the bytes, which the caller frees; null when the type is unknown, the attachment is not
  * the tied one or cannot be packed, a name exceeds 65535 bytes, or without memory. Threads: any. */

@@ -93,6 +93,11 @@ bool HeaderWriter::write(const NETDSD_entry *desc, std::string_view prefix, int 
         const NETDSD_field &field = desc->fields[i];
         if (i > 0)
             out_.put(',');
+        if (static_cast<unsigned>(field.ft) >= k_type_count) {
+            ZEB_REPORT("BUG: Unknown type (%u) in local description of field \"%s\"",
+                       static_cast<unsigned>(field.ft), field.name);
+            continue;
+        }
         const NETDSD_entry *nested =
             field.ft == NETDSD_FT_BIN ? find_structure(catalogue_, field.type_name) : nullptr;
         if (nested == nullptr)
@@ -216,14 +221,16 @@ void RowWriter::write_bytes(const char *from, const NETDSD_field &field, int dep
 // ---- Reading
 
 // One pair of hex digits, two characters further each time; the end of the text is not passed.
-// Only these two are shown to sscanf, which else measures the whole text each time.
+// Blanks before a pair are skipped, but not counted. Only the pair is shown to sscanf, which else
+// measures the whole text each time.
 bool read_hex(const char **at, char *to) {
-    const char pair[] = {(*at)[0], (*at)[0] == '\0' ? '\0' : (*at)[1], '\0'};
+    const char *from = *at + strspn(*at, " \t\n\v\f\r");
+    const char pair[] = {from[0], from[0] == '\0' ? '\0' : from[1], '\0'};
     unsigned value;
     if (sscanf(pair, "%02X", &value) != 1)
         return false;
     *to = static_cast<char>(value);
-    *at += strlen(pair);
+    *at += strnlen(*at, 2);
     return true;
 }
 

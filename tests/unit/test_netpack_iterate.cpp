@@ -137,7 +137,9 @@ TEST(Iterate, ArrayOfNoElementsHasNoValue) {
 TEST(Iterate, TextsAndBytesPointIntoTheRecord) {
     TestCatalogue catalogue(sample_structures());
     const Every e = sample_every();
+    int seen = 0;
     for (const Value &value : values_of(catalogue.get(), &e, "Every", sizeof e)) {
+        seen += value.name == "text" || value.name == "a_bin_2";
         if (value.name == "text") {
             EXPECT_EQ(value.place, &e.text);
         } else if (value.name == "a_bin_2") {
@@ -145,6 +147,7 @@ TEST(Iterate, TextsAndBytesPointIntoTheRecord) {
             EXPECT_EQ(value.bytes, Bytes({4, 5, 6, 7}));
         }
     }
+    EXPECT_EQ(seen, 2);
 }
 
 TEST(Iterate, NumbersAreReadFromUnalignedPlaces) {

@@ -117,6 +117,7 @@ TEST(PrintRaw, RecordOfAnotherSizeIsOneLineOfHexDigits) {
                   NETPACK_print_ds_raw_lib("\1\2\3", "NET_SERVER_Heartbeat", 3, stream, "");
               }),
               "*RawData=010203\n");
+    EXPECT_EQ(occurrences(err.finish(), "WARNING: Bad structure description"), 1u);
 }
 
 TEST(PrintRaw, NestedElementOfAnotherSizeIsRaw) {
@@ -125,6 +126,7 @@ TEST(PrintRaw, NestedElementOfAnotherSizeIsRaw) {
         {entry_of("Outer", outer, 2), entry_of("Part", k_part_fields, sizeof(Part))});
     StderrCapture err;
     EXPECT_EQ(dump(catalogue.get(), "\1\2", "Outer", 2), "w(BIN)=\t*RawData=0102\n\n");
+    EXPECT_EQ(occurrences(err.finish(), "WARNING: Bad structure description"), 1u);
 }
 
 TEST(PrintRaw, UnterminatedTextEndsWithItsMember) {

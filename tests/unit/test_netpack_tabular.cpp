@@ -361,6 +361,15 @@ TEST_F(Tabular, HexPairsOfAnUnknownStructureEndWithTheRecordOrAtOtherText) {
     EXPECT_EQ(record[0], 7);
 }
 
+TEST_F(Tabular, BlanksBeforeAHexPairAreSkippedButNotCounted) {
+    BYTE record[2] = {9, 9};
+    EXPECT_EQ(NETPACK_read_ds_tabular_raw(record, "NET_NOT_There", 1, "  12"), 1u);
+    EXPECT_EQ(record[0], 0x12);
+    EXPECT_EQ(NETPACK_read_ds_tabular_raw(record, "NET_NOT_There", 2, " 12"), 1u);
+    EXPECT_EQ(record[0], 0x12);
+    EXPECT_EQ(record[1], 0x02); // two characters further stands the 2
+}
+
 TEST_F(Tabular, OpaqueElementsAreReadFromAColumnEach) {
     const std::vector<NETDSD_field> fields = {{NETDSD_FT_BIN, "o", 0, 2, "", 2, "Opaque"},
                                               {NETDSD_FT_BYTE, "p", 4, 1, "", 1, "BYTE"}};
