@@ -3,6 +3,7 @@
 #include "records.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <netinet/tcp.h>
 #include <new>
@@ -191,8 +192,10 @@ void Server::serve(int fd) {
         return;
     Client &client = *found->second;
     router_.touch(client); // there may be room for more of its queue
-    if (client.doom != nullptr || stop_deadline_ != 0)
+    if (client.doom != nullptr)
         return;
+    if (stop_deadline_ != 0)
+        return discard(client);
     const auto sink = [&](std::string_view payload) {
         protocol_.receive(client, payload, now_);
         return client.doom == nullptr;
@@ -204,10 +207,16 @@ void Server::serve(int fd) {
     }
 }
 
+// The client is to hang up: one that is just sending would find its link broken, and not look for
+// the farewell.
+void Server::discard(Client &client) {
+    const ssize_t got = recv(client.fd.get(), scratch_.get(), k_scratch, MSG_DONTWAIT);
+    if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR))
+        router_.doom(client, "the server stops", false);
+}
+
 void Server::change(Client &client) {
-    uint32_t wanted = 0;
-    if (stop_deadline_ == 0)
-        wanted |= EPOLLIN;
+    uint32_t wanted = EPOLLIN;
     if (!client.out.empty())
         wanted |= EPOLLOUT;
     if (wanted == client.interest)
@@ -224,8 +233,6 @@ void Server::settle() {
             client.flush(router_);
             if (client.replay_next < client.replay_end)
                 router_.continue_replay(client);
-            if (stop_deadline_ != 0 && client.out.empty())
-                router_.doom(client, "the server stops", false);
         }
         if (client.doom != nullptr)
             close_client(client);

@@ -49,6 +49,7 @@ class Server {
     void refuse(const std::string &origin, const char *why);
 
     void serve(int fd);
+    void discard(Client &client);
     void settle();
     void close_client(Client &client);
 
