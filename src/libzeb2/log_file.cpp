@@ -248,14 +248,20 @@ Due interrupt(LOG_file *f, const char *line) {
     return due;
 }
 
+// The entry is made first: once the text is in the file, nothing may fail that would count it lost.
 bool reopen(LOG_file *f, const char *text, bool torn) {
     Descriptor fd(open(f->filename, k_open_flags | O_RDWR));
     Entry entry;
-    if (fd.get() == -1 || !end_with_whole_line(fd.get(), torn) ||
-        !append_whole(fd.get(), f->filename, text) || !make_entry(&fd, &entry))
+    if (fd.get() == -1 || !end_with_whole_line(fd.get(), torn) || !make_entry(&fd, &entry))
         return false;
-    take_file(f, entry, f->filename);
-    return true;
+    if (append_whole(entry.fh, f->filename, text)) {
+        take_file(f, entry, f->filename);
+        return true;
+    }
+    const int error = errno;
+    file_abandon(entry.fh, entry.id);
+    errno = error;
+    return false;
 }
 
 bool begin_next(LOG_file *f, const char *text) {
@@ -277,7 +283,7 @@ void go_on(LOG_file *f, const char *line) {
         return;
     if (errno == ENOENT) {
         // The beginning of a torn line is gone with the file.
-        const size_t start = due.torn ? due.queued : 0;
+        const size_t start = due.torn ? strcspn(text, "\n") + 1 : 0;
         f->lost += lines_in(text, start);
         text += start;
         if (begin_next(f, text))
