@@ -40,7 +40,9 @@ CONF_node *load(const Options &options, serverkit::Missing missing) {
 Configuration::Configuration(const Options &options, Missing missing,
                              const serverkit::ProgramKeys &keys)
     : keys_(keys, options.name), root_(load(options, missing)),
-      settings_(keys_, root_, serverkit::Settings::Tell::with_default) {}
+      settings_(keys_, root_,
+                keys.strict ? serverkit::Settings::Tell::yes
+                            : serverkit::Settings::Tell::with_default) {}
 
 Station::~Station() {
     if (!connected_)

@@ -94,6 +94,9 @@ void provide_variables(Settings &settings) {
 void read(Settings &settings) {
     for (const Key &key : k_control_table)
         settings.provide(settings.own(key.path + 2)); // behind "@;"
+    // The controller reads its gain by itself: a faulty one gives way to the default that was said.
+    const std::string gain = settings.own("PID;P");
+    CONF_set(settings.root(), gain.c_str(), settings.text(gain).c_str());
     provide_variables(settings);
     for (const char *key : {"Address", "Interval", "Timeout", "PID;P"})
         settings.number(settings.own(key));

@@ -30,6 +30,14 @@ bool differ_in_number(const std::string &a, const std::string &b) {
     return same_name(without_digits(a), without_digits(b));
 }
 
+// Short names that differ in one letter are two programs; only swapped letters are a slip.
+constexpr size_t k_short_name = 3;
+
+bool have_the_same_letters(const std::string &a, const std::string &b) {
+    return std::is_permutation(a.begin(), a.end(), b.begin(), b.end(),
+                               [](char x, char y) { return same_name({x}, {y}); });
+}
+
 bool has_section(const std::vector<ConfSetting> &settings, const std::string &section) {
     return std::any_of(settings.begin(), settings.end(), [&](const ConfSetting &setting) {
         return same_name(split_path(setting.path).front(), section);
@@ -101,6 +109,7 @@ class Judge {
     // A branch that is named as a program is another program's as long as ours is there too.
     bool is_slip(const std::string &written, const std::string &section, const Keys &keys) const {
         return slips(written, section) && !differ_in_number(written, section) &&
+               (section.size() > k_short_name || have_the_same_letters(written, section)) &&
                !(same_name(section, keys.name()) && has_section(settings_, section));
     }
 

@@ -167,9 +167,13 @@ Keys::Keys(const ProgramKeys &program, const std::string &name)
     : program_(&program), name_(name.empty() ? program.name : name) {
     for (const auto &group : program.groups)
         for (const Key &key : group) {
-            entries_.push_back({&key, split_path(key.path)});
-            std::string &first = entries_.back().pattern.front();
-            first = first == "@" ? name_ : first;
+            Names pattern = split_path(key.path);
+            if (pattern.front() == "@") { // a branch may lie within another: lab;flow
+                const Names branch = split_path(name_);
+                pattern.erase(pattern.begin());
+                pattern.insert(pattern.begin(), branch.begin(), branch.end());
+            }
+            entries_.push_back({&key, std::move(pattern)});
         }
 }
 

@@ -96,6 +96,8 @@ struct ProgramKeys {
     // Reads every key as the program does before it serves, so that what depends on several keys is
     // set and refused as it is then. May be null.
     void (*read)(Settings &settings) = nullptr;
+    // Whether a value that cannot be used keeps the program from starting; else its default is used.
+    bool strict = false;
 };
 
 // Names in the order of a path.

@@ -32,7 +32,8 @@ std::string Settings::usable(const std::string &path) const {
     if (key == nullptr)
         return "";
     const std::string value = written(path);
-    return value.empty() || fault_in_file(*key, value) ? standard(*key).value : value;
+    const bool used = !value.empty() && (key->read_by_library || !fault_in_file(*key, value));
+    return used ? value : standard(*key).value;
 }
 
 const Key *Settings::find(const std::string &path) {

@@ -46,7 +46,8 @@ class Settings {
     // What the file says, good or not; "" for nothing.
     std::string written(const std::string &path) const;
     Default standard(const Key &key) const;
-    // A value that can be used, or the default; nothing is refused.
+    // The value that is used: the file's, unless the program itself reads and cannot use it, or the
+    // default; nothing is refused.
     std::string usable(const std::string &path) const;
 
     // Gives a key its default, or this value, unless the file has one: for what the library reads

@@ -42,7 +42,8 @@ std::string absolute(const std::string &path) {
 const serverkit::ProgramKeys k_keys = {
     "zeblogd",
     {k_table, serverkit::k_directory_keys, serverkit::k_tags_keys, serverkit::k_link_keys},
-    [](serverkit::Settings &settings) { read_config(settings); }};
+    [](serverkit::Settings &settings) { read_config(settings); },
+    true};
 
 std::optional<Config> read_config(CONF_node *root) {
     const serverkit::Keys keys(k_keys);

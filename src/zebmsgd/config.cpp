@@ -57,7 +57,8 @@ void read_limits(serverkit::Settings &settings, Limits &limits) {
 } // namespace
 
 const serverkit::ProgramKeys k_keys = {
-    "zebmsgd", {k_table}, [](serverkit::Settings &settings) { read_config(settings); }};
+    "zebmsgd", {k_table}, [](serverkit::Settings &settings) { read_config(settings); },
+    true};
 
 std::optional<Config> read_config(CONF_node *root) {
     const serverkit::Keys keys(k_keys);

@@ -120,7 +120,8 @@ void read_limits(Settings &settings, Limits &limits) {
 } // namespace
 
 const serverkit::ProgramKeys k_keys = {
-    "zebseriald", {k_table}, [](Settings &settings) { read_config(settings); }};
+    "zebseriald", {k_table}, [](Settings &settings) { read_config(settings); },
+    true};
 
 std::optional<Config> read_config(CONF_node *root) {
     const serverkit::Keys keys(k_keys);

@@ -145,6 +145,19 @@ TEST(Settings, ABadValueIsToldOnceAndTheDefaultTaken) {
     EXPECT_FALSE(settings.good());
 }
 
+TEST(Settings, WhatTheLibraryReadsIsUsedAsItIs) {
+    constexpr Key table[] = {library(count("gps;Level", "3", 0, 9, "level")),
+                             count("gps;Own", "3", 0, 9, "level")};
+    const ProgramKeys program = {"gps", {table}};
+    const Tree tree(CONF_alloc());
+    CONF_set(tree.get(), "gps;Level", "12");
+    CONF_set(tree.get(), "gps;Own", "12");
+    const Keys keys(program);
+    const Settings settings(keys, tree.get());
+    EXPECT_EQ(settings.usable("gps;Level"), "12") << "the library knows of no limit";
+    EXPECT_EQ(settings.usable("gps;Own"), "3");
+}
+
 TEST(Settings, AKeyThatTheTableLacksIsAFaultOfTheProgram) {
     const Keys keys(k_server);
     Settings settings(keys, nullptr);
@@ -226,6 +239,15 @@ TEST(CheckKeys, AnUnknownSectionNearAKnownOneIsTold) {
                 ElementsAre("1: RemotHost: unknown section; did you mean RemoteHost?"));
     EXPECT_THAT(findings(k_daemon, "gsp;Port,=gps\n"),
                 ElementsAre("1: gsp;Port: unknown section; did you mean gps;Port?"));
+    EXPECT_THAT(findings(k_daemon, "gas;Port,=gas\n"), IsEmpty())
+        << "short names that differ in a letter are two programs";
+}
+
+TEST(CheckKeys, TheBranchOfAProgramMayLieWithinAnother) {
+    EXPECT_THAT(findings(k_daemon, "lab;gps;Radius,1\nlab;gps;DisplayName,x\n", "lab;gps"),
+                IsEmpty());
+    EXPECT_THAT(findings(k_daemon, "lab;gps;Radius,far\n", "lab;gps"),
+                ElementsAre("1: lab;gps;Radius: \"far\" is not a number from 0 on"));
 }
 
 TEST(CheckKeys, AKeyOfAnotherProgramIsNoError) {

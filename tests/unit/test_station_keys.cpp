@@ -175,6 +175,17 @@ TEST(StationKeys, FlowCompletesItsControllerAndItsVariables) {
     EXPECT_STREQ(CONF_lookup(tree.get(), "flow2;output;Set_flow2;chan"), "setpoint");
 }
 
+// The controller reads its gain by itself, and would take "much" for 0.
+TEST(StationKeys, FlowGivesTheControllerTheGainThatItSaysItUses) {
+    const Tree tree(CONF_alloc());
+    CONF_set(tree.get(), "flow;PID;P", "much");
+    const Keys keys(flow::k_keys);
+    Settings settings(keys, tree.get(), Settings::Tell::no);
+    flow::k_keys.read(settings);
+    ASSERT_EQ(settings.refusals().size(), 1u);
+    EXPECT_STREQ(CONF_lookup(tree.get(), "flow;PID;P"), "3");
+}
+
 TEST(StationKeys, FlowRefusesASetPointAboveTheHighest) {
     const Tree tree(CONF_alloc());
     CONF_set(tree.get(), "flow;Setpoint", "25");
