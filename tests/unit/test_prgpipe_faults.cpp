@@ -28,7 +28,7 @@ class FewDescriptors {
         const std::set<int> open = open_descriptors();
         const rlimit low = {*open.rbegin() + 20UL, before_.rlim_max};
         setrlimit(RLIMIT_NOFILE, &low);
-        for (size_t left = low.rlim_cur - open.size(); left > size_t(free); --left)
+        for (rlim_t left = low.rlim_cur - open.size(); left > rlim_t(free); --left)
             held_.push_back(dup(0));
     }
     ~FewDescriptors() {
