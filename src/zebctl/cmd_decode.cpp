@@ -31,7 +31,8 @@ bool is_hex(const Options &options, ByteWindow &window) {
         return options.hex;
     // Binary files show what they are in their first bytes; a pipe may have no more for a while.
     if (!window.want(6) || !looks_like_hex(window.bytes().substr(0, 6)))
-        if (window.bytes().empty() || (window.bytes()[0] != '#' && window.bytes()[0] != '"'))
+        if (window.bytes().empty() ||
+            std::string_view("#\" \t\r\n").find(window.bytes()[0]) == std::string_view::npos)
             return false;
     window.want(k_look);
     return looks_like_hex(window.bytes().substr(0, k_look));

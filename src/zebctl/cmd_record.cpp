@@ -10,6 +10,7 @@
 #include "frame_link.h"
 #include "message_choice.h"
 #include "recording.h"
+#include "option_checks.h"
 #include "recording_file.h"
 #include "session.h"
 #include "text.h"
@@ -91,9 +92,11 @@ int run_record(const Options &options) {
         options.name.empty() ? "zebctl-" + std::to_string(getpid()) : options.name, options.config};
     daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
     FrameLink link;
-    if (configuration.is_refused() || !file.open(options.file, mode) ||
+    // Without a server no file is touched.
+    if (configuration.is_refused() ||
         !link.open(daemon.name, ZEBMSG_get_host_str(configuration.root(), configuration.local()),
-                   k_patience))
+                   k_patience) ||
+        !file.open(options.file, mode))
         return k_failed;
     // Now the server hands out what it keeps for newcomers.
     link.send_notice(MSG_NOTIFY_CLIENT_CONNECT, 1);
@@ -115,11 +118,12 @@ void add_record(CLI::App &app, Run &run) {
     command
         ->add_option("-s,--seconds", options->seconds,
                      "stop after so many seconds (with --count: failing when fewer came)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::NonNegativeNumber)
+        ->check(check_finite);
     auto *append =
         command->add_flag("-a,--append", options->append, "add to a recording, if it is there");
     command->add_flag("--force", options->force, "replace a file that is there")->excludes(append);
-    command->add_option("--name", options->name, "name on the message server");
+    command->add_option("--name", options->name, "name on the message server")->check(check_name);
     command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
     command->callback([options, &run] { run = [options] { return run_record(*options); }; });
 }

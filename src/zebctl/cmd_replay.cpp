@@ -9,6 +9,7 @@
 
 #include "command.h"
 #include "daemon.h"
+#include "option_checks.h"
 #include "replayer.h"
 #include "serverkit/sockets.h"
 #include "session.h"
@@ -39,10 +40,16 @@ int run_replay(Options options) {
     struct stat status = {};
     const int fd = file ? file.get() : STDIN_FILENO;
     const bool has_size = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-    ByteFaults faults(options.file == "-" ? "standard input" : options.file);
-    ByteWindow window(file_source(fd));
-    return Replayer(options.replay, faults)
-        .run(window, has_size ? static_cast<uint64_t>(status.st_size) : 0);
+    const std::string shown = options.file == "-" ? "standard input" : options.file;
+    ByteFaults faults(shown);
+    Replayer replayer(options.replay, faults);
+    ByteWindow window([&, read = file_source(fd)](char *to, size_t size) -> ssize_t {
+        if (replayer.attend(fd))
+            return read(to, size);
+        errno = EINTR;
+        return -1;
+    });
+    return replayer.run(window, shown, has_size ? static_cast<uint64_t>(status.st_size) : 0);
 }
 
 } // namespace
@@ -53,19 +60,23 @@ void add_replay(CLI::App &app, Run &run) {
     CLI::App *command = app.add_subcommand("replay", "Send a recording to a server again");
     command->add_option("file", options->file, "recording; - is standard input")->required();
     auto *speed = command->add_option("--speed", replay.speed, "so many times as fast as it was")
-                      ->check(CLI::PositiveNumber);
+                      ->check(CLI::Range(1e-6, 1e9))
+                      ->check(check_finite);
     auto *fast =
         command->add_flag("--fast", replay.fast, "without pauses, as fast as the server takes it");
     auto *pause = command
                       ->add_option("--max-pause", replay.longest_pause,
                                    "pauses of the recording no longer than so many seconds")
-                      ->check(CLI::NonNegativeNumber);
+                      ->check(CLI::NonNegativeNumber)
+                      ->check(check_finite);
     fast->excludes(speed)->excludes(pause);
     auto *sources = command->add_flag("--as-sources", replay.as_sources,
                                       "each program's messages under that program's name");
     command->add_flag("--take-over", replay.take_over, "even from programs that are connected")
         ->needs(sources);
-    command->add_option("--name", replay.name, "name on the message server")->excludes(sources);
+    command->add_option("--name", replay.name, "name on the message server")
+        ->check(check_name)
+        ->excludes(sources);
     replay.choice.add_options(*command);
     command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
     command->callback([options, &run] { run = [options] { return run_replay(*options); }; });

@@ -1,6 +1,7 @@
 // zebctl table - a recorded stream's records of one type as a tabular file, and back.
 
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include "frame_reader.h"
 #include "log_reader.h"
 #include "message_choice.h"
+#include "option_checks.h"
 #include "recording_file.h"
 #include "serverkit/message.h"
 #include "session.h"
@@ -157,7 +159,8 @@ int to_table(const Options &options, const NETDSD_entry &entry) {
     RecordingReader reader(
         window, [&](uint64_t offset, const std::string &what) { faults.skipped(offset, what); });
     if (!reader.open())
-        return fail(options.file + ": this is no recording");
+        return fail(options.file + ": " +
+                    (window.error() != 0 ? strerror(window.error()) : "this is no recording"));
     TableFile file(options.output);
     if (file.fh() < 0)
         return fail("the table cannot be written");
@@ -167,6 +170,7 @@ int to_table(const Options &options, const NETDSD_entry &entry) {
     while (good && reader.next(next))
         good = writer.write(next);
     file.flush();
+    good = good && file.is_there();
     writer.sum_up();
     if (window.error() != 0)
         return fail(options.file + ": " + strerror(window.error()));
@@ -212,8 +216,7 @@ class TableReader {
     bool begin(const std::string &header) {
         const std::string_view line(header);
         has_times_ = line.starts_with(k_time_column) && line.substr(k_time_column.size(), 1) == ",";
-        const std::string_view names = has_times_ ? line.substr(k_time_column.size() + 1) : line;
-        return names.substr(0, names.find(',')) == columns_.first_name();
+        return (has_times_ ? line.substr(k_time_column.size() + 1) : line) == columns_.header();
     }
     // Appends a line's entry.
     void read(uint64_t number, std::string_view line, std::string &entries) {
@@ -223,7 +226,7 @@ class TableReader {
             const std::string text(line.substr(0, line.find(',')));
             char *end;
             time = strtod(text.c_str(), &end);
-            if (text.empty() || *end != '\0')
+            if (text.empty() || *end != '\0' || !std::isfinite(time))
                 return faults_.skipped_line(number, "no time: " + text.substr(0, 60));
             line.remove_prefix(std::min(line.size(), text.size() + 1));
         }
@@ -339,6 +342,7 @@ void add_table(CLI::App &app, Run &run) {
         ->needs(table);
     command->add_option("--interval", options->interval, "seconds from one to the next")
         ->check(CLI::NonNegativeNumber)
+        ->check(check_finite)
         ->needs(table);
     command->add_flag("--force", options->force, "replace a recording that is there")->needs(table);
     command->callback([options, &run] {

@@ -121,10 +121,9 @@ void Decoder::decode_recording(ByteWindow &window) {
     RecordingReader reader(window, [this](uint64_t offset, const std::string &what) {
         faults_.skipped(offset, what);
     });
-    if (!reader.open()) {
+    // Each entry can be found by itself.
+    if (!reader.open())
         faults_.found(0, "a recording begins otherwise");
-        return;
-    }
     RecordingEntry entry;
     while (!is_done() && reader.next(entry))
         show_payload(entry.offset, entry.time, entry.payload());

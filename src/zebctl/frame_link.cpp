@@ -1,6 +1,7 @@
 #include "frame_link.h"
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -77,9 +78,10 @@ bool FrameLink::open(const std::string &name, const char *host, double patience)
     if (!connect(host))
         return false;
     state_ = State::waiting;
-    const double limit = UTIL_ftime() + patience;
+    using Clock = std::chrono::steady_clock;
+    const auto limit = Clock::now() + std::chrono::duration<double>(patience);
     while (state_ == State::waiting) {
-        if (UTIL_ftime() > limit)
+        if (Clock::now() > limit)
             end("the message server does not answer");
         else if (!serve({this}, k_look, nullptr))
             return false;

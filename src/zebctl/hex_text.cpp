@@ -74,7 +74,7 @@ bool looks_like_hex(std::string_view beginning) {
     HexText text([&](uint64_t, const std::string &) { good = false; });
     text.add(beginning, bytes);
     return good && !bytes.empty() && std::all_of(beginning.begin(), beginning.end(), [](char c) {
-               return (c >= 0x20 && c < 0x7F) || c == '\n' || c == '\r' || c == '\t';
+               return (c >= 0x20 && c != 0x7F) || static_cast<unsigned char>(c) >= 0x80 || c == '\n' || c == '\r' || c == '\t';
            });
 }
 

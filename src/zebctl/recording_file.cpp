@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <zeb2/util.h>
+
 #include "recording.h"
 #include "text.h"
 
@@ -22,8 +24,9 @@ bool RecordingFile::open(const std::string &path, Mode mode) {
     if (path == "-") {
         path_ = "standard output";
         fd_ = STDOUT_FILENO;
-        return isatty(fd_) != 0 ? fail("a recording is not fit for a terminal")
-                                : write(k_recording_line);
+        if (isatty(fd_) != 0)
+            return fail("a recording is not fit for a terminal");
+        return mode == Mode::append || write(k_recording_line);
     }
     own_.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
     fd_ = own_.get();
@@ -55,7 +58,7 @@ bool RecordingFile::write(std::string_view entries) {
     size_t written = 0;
     while (written < entries.size()) {
         const ssize_t count = ::write(fd_, entries.data() + written, entries.size() - written);
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && errno == EINTR && !UTIL_exit_poll())
             continue;
         if (count < 0)
             break;

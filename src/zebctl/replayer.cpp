@@ -1,13 +1,18 @@
 #include "replayer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <poll.h>
 #include <unistd.h>
 
 #include <zeb2/util.h>
 
 #include "command.h"
+#include "option_checks.h"
 #include "session.h"
 #include "status_client.h"
 #include "text.h"
@@ -19,11 +24,34 @@ constexpr double k_look = 0.05;         // s between looks for the program's end
 constexpr double k_patience = 30;       // s for the server to answer
 constexpr double k_show = 0.25;         // s between lines of progress
 constexpr size_t k_ahead = 1024 * 1024; // bytes queued before the server must take some
-constexpr size_t k_longest_name = 31;   // of a program on the server
 
 // What a link asks itself through the server. Nobody else gets it.
 constexpr NETMSG_type k_question = MSG_TEST_THREE;
 constexpr std::string_view k_question_name = "MSG_TEST_THREE";
+
+// Lasts as long as the server takes something from time to time.
+class Patience {
+  public:
+    explicit Patience(const FrameLink &link) : link_(link), queued_(link.queued()) {}
+
+    // False, reported, when it is over.
+    bool lasts() {
+        const size_t queued = link_.queued();
+        if (queued < queued_)
+            since_ = Clock::now();
+        queued_ = queued;
+        if (std::chrono::duration<double>(Clock::now() - since_).count() <= k_patience)
+            return true;
+        fail("the message server does not answer");
+        return false;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    const FrameLink &link_;
+    size_t queued_;
+    Clock::time_point since_ = Clock::now();
+};
 
 } // namespace
 
@@ -31,13 +59,14 @@ Replayer::Replayer(const ReplayOptions &options, ByteFaults &faults)
     : options_(options), faults_(faults), started_(Clock::now()),
       shows_(isatty(STDERR_FILENO) != 0), shown_(started_) {}
 
-int Replayer::run(ByteWindow &window, uint64_t size) {
+int Replayer::run(ByteWindow &window, const std::string &name, uint64_t size) {
     size_ = size;
     RecordingReader reader(window, [this](uint64_t offset, const std::string &what) {
         faults_.skipped(offset, what);
     });
     if (!reader.open())
-        return fail("this is no recording");
+        return fail(name + ": " +
+                    (window.error() != 0 ? strerror(window.error()) : "this is no recording"));
     if (!options_.as_sources && !open_own())
         return k_failed;
     started_ = Clock::now();
@@ -47,9 +76,18 @@ int Replayer::run(ByteWindow &window, uint64_t size) {
     if (left_out_ > 0)
         fprintf(stderr, ", %ld left out", left_out_);
     fprintf(stderr, "%s\n", good ? "" : ", then stopped");
-    if (window.error() != 0)
-        return fail("the recording cannot be read to its end");
-    return good && !faults_.any() ? k_done : k_failed;
+    if (good && window.error() != 0 && window.error() != EINTR)
+        return fail(name + ": " + strerror(window.error()));
+    return good && window.error() == 0 && !faults_.any() ? k_done : k_failed;
+}
+
+bool Replayer::attend(int fd) {
+    pollfd input = {fd, POLLIN, 0};
+    do {
+        if (!step(0))
+            return false;
+    } while (poll(&input, 1, static_cast<int>(k_look * 1000)) <= 0);
+    return true;
 }
 
 bool Replayer::open_own() {
@@ -130,8 +168,9 @@ bool Replayer::leave_as(const std::string &source) {
         return false;
     latest_ = nullptr;
     link->send_notice(MSG_SERVER_TERMINATE, 0);
+    Patience patience(*link);
     while (link->is_open())
-        if (!serve({link}, k_look, nullptr))
+        if (!serve({link}, k_look, nullptr) || !patience.lasts())
             return false;
     links_.erase(source);
     ++sent_;
@@ -178,6 +217,8 @@ bool Replayer::may_be(const std::string &source) {
 }
 
 bool Replayer::wait_for_turn(FTIME time) {
+    if (!std::isfinite(time))
+        time = time_; // of another's recording: it adds no pause
     double pause = time_ >= 0 && time > time_ ? time - time_ : 0;
     if (options_.longest_pause >= 0)
         pause = std::min(pause, options_.longest_pause);
@@ -197,17 +238,12 @@ bool Replayer::wait_for_turn(FTIME time) {
 
 // Waits until the server has passed on what a link sent: it answers in order.
 bool Replayer::settle(FrameLink &link) {
-    const double limit = UTIL_ftime() + k_patience;
+    Patience patience(link);
     answered_.clear();
     link.send_notice(k_question, 0, link.name());
-    while (answered_ != link.name()) {
-        if (!step(k_look))
+    while (answered_ != link.name())
+        if (!step(k_look) || !patience.lasts())
             return false;
-        if (UTIL_ftime() > limit && link.queued() == 0) {
-            fail("the message server does not answer");
-            return false;
-        }
-    }
     return true;
 }
 

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include <zeb2/util.h>
+
 #include "byte_faults.h"
 #include "frame_link.h"
 #include "message_choice.h"
@@ -28,9 +30,12 @@ class Replayer {
   public:
     Replayer(const ReplayOptions &options, ByteFaults &faults);
 
-    // Sends what the stream holds; `size` in bytes for the progress, 0 when unknown. The exit
-    // status, after a report.
-    int run(ByteWindow &window, uint64_t size);
+    // Sends what the stream of this name holds; `size` in bytes for the progress, 0 when unknown.
+    // The exit status, after a report.
+    int run(ByteWindow &window, const std::string &name, uint64_t size);
+    // Answers the server until there is something to read. False when the program is to end or a
+    // link has ended.
+    bool attend(int fd);
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -50,9 +55,16 @@ class Replayer {
     bool is_sound();
     void show_progress(bool last);
 
+    // Names differ in more than case, for the server.
+    struct Before {
+        bool operator()(const std::string &a, const std::string &b) const {
+            return UTIL_strcasecmp(a.c_str(), b.c_str()) < 0;
+        }
+    };
+
     const ReplayOptions &options_;
     ByteFaults &faults_;
-    std::map<std::string, std::unique_ptr<FrameLink>> links_;
+    std::map<std::string, std::unique_ptr<FrameLink>, Before> links_;
     FrameLink *latest_ = nullptr; // with frames that the server may not have passed on yet
     std::string answered_;        // name of the link whose question came back
     Clock::time_point started_;

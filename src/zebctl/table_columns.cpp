@@ -102,8 +102,11 @@ const char *fault_of(const TableColumn &column, std::string_view cell) {
         return is_whole<int32_t>(cell) ? nullptr : "no such whole number";
     case NETDSD_FT_UINT:
     case NETDSD_FT_ULONG:
-    case NETDSD_FT_SIZET:
         return is_whole<uint32_t>(cell) ? nullptr : "no such whole number";
+    case NETDSD_FT_SIZET: // the library reads it as decimal, whatever it begins with
+        return are_digits(cell) && (cell == "0" || cell[0] != '0') && is_whole<uint32_t>(cell)
+                   ? nullptr
+                   : "no such whole number";
     case NETDSD_FT_TIME:
         return is_time(cell, 0) ? nullptr : "no time";
     case NETDSD_FT_FTIME:
@@ -151,27 +154,36 @@ void TableColumns::add_field(const NETDSD_field &field, const std::string &name,
                              int depth) {
     const NETDSD_field_type type = scalar_of(field.ft);
     if (type == NETDSD_FT_STRING) {
+        name_columns(name, 1);
         columns_.push_back({name, type, offset, field.count, 1});
         return;
     }
     const NETDSD_entry *nested = type == NETDSD_FT_BIN ? NETPACK_find_ds(field.type_name) : nullptr;
+    if (nested != nullptr && nested->total_size != field.size)
+        nested = nullptr;
     if (is_byte(type) || (type == NETDSD_FT_BIN && nested == nullptr)) {
         const bool is_many = is_byte(type) && is_array(field.ft);
+        name_columns(name, field.count);
         columns_.push_back({field.count > 1 ? name + "_1" : name, is_many ? NETDSD_FT_A_BYTE : type,
                             offset, field.count, field.size});
         return;
     }
     for (size_t i = 0; i < field.count; ++i) {
         const std::string each = field.count > 1 ? name + "_" + std::to_string(i + 1) : name;
-        if (nested != nullptr)
+        if (nested != nullptr) {
             add_record(*nested, each + "_", offset + i * field.size, depth + 1);
-        else
-            columns_.push_back({each, type, offset + i * field.size, 1, field.size});
+            continue;
+        }
+        name_columns(each, 1);
+        columns_.push_back({each, type, offset + i * field.size, 1, field.size});
     }
 }
 
-std::string TableColumns::first_name() const {
-    return columns_.empty() ? "" : columns_.front().name;
+void TableColumns::name_columns(const std::string &name, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        header_ += header_.empty() ? "" : ",";
+        header_ += count > 1 ? name + "_" + std::to_string(i + 1) : name;
+    }
 }
 
 bool TableColumns::read(std::string_view line, void *record, std::string &error) const {
@@ -201,6 +213,8 @@ bool TableColumns::read(std::string_view line, void *record, std::string &error)
         else
             readable += digits;
     }
+    // Of the last column of a line the library would read one byte of an opaque field and stop.
+    readable += ',';
     NETPACK_fill_mvc(record, entry_.name, entry_.total_size);
     if (NETPACK_read_ds_tabular_raw(record, entry_.name, entry_.total_size, readable.c_str()) !=
         read_) {
@@ -215,6 +229,8 @@ bool TableColumns::read(std::string_view line, void *record, std::string &error)
 void TableColumns::restore(const std::vector<std::string_view> &cells, char *record) const {
     size_t next = 0;
     for (const TableColumn &column : columns_) {
+        if (column.columns_written() == 0)
+            continue;
         const std::string_view cell = cells[next];
         const double no_ftime = -1.0;
         next += column.columns_written();

@@ -27,8 +27,8 @@ class TableColumns {
   public:
     explicit TableColumns(const NETDSD_entry &entry);
 
-    // The first column's name in the header line.
-    std::string first_name() const;
+    // The header line, without its end.
+    const std::string &header() const { return header_; }
     // Reads a line into a record of the described size. False with the reason in `error`; the
     // record is then of no use.
     bool read(std::string_view line, void *record, std::string &error) const;
@@ -39,10 +39,12 @@ class TableColumns {
   private:
     void add_record(const NETDSD_entry &entry, const std::string &prefix, size_t offset, int depth);
     void add_field(const NETDSD_field &field, const std::string &prefix, size_t offset, int depth);
+    void name_columns(const std::string &name, size_t count);
     void restore(const std::vector<std::string_view> &cells, char *record) const;
 
     const NETDSD_entry &entry_;
     std::vector<TableColumn> columns_;
+    std::string header_;
     size_t written_ = 0, read_ = 0; // columns of a line
 };
 

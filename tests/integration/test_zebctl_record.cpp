@@ -197,6 +197,16 @@ TEST_F(TwoStations, ATableGoesBothWays) {
     EXPECT_EQ(ask({"table", dir_ / "bad.zrec", "--type", "MSG_LOG_AVG_BYPASS"}), table);
     ask({"table", dir_ / "made.zrec", "--type", "MSG_LOG_FLUSH"}, 1);
     ask({"table", "--type", "MSG_LOG_FLUSH"}, 2);
+    ask({"table", dir_ / "made.zrec", "--type", "MSG_LOG_AVG_BYPASS", "-o", "/dev/full"}, 1);
+    // A table of another record that begins with the same column.
+    ask({"table", "--from-table", dir_ / "table", "--type", "MSG_LOG_AVG_CONTAMINATION", "-o",
+         dir_ / "other.zrec"},
+        1);
+    write_file(dir_ / "endless", "recorded,bypassed,flush_until\ninf,1,INVALID\n");
+    ask({"table", "--from-table", dir_ / "endless", "--type", "MSG_LOG_AVG_BYPASS", "-o",
+         dir_ / "endless.zrec"},
+        1);
+    EXPECT_THAT(errors_, HasSubstr("line 2: no time: inf"));
     // With times the way back keeps them.
     const std::string timed =
         ask({"table", dir_ / "made.zrec", "--type", "MSG_LOG_AVG_BYPASS", "--times"});

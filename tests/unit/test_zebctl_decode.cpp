@@ -256,6 +256,82 @@ TEST(Table, ReadsBackWhatTheReaderAloneWouldChange) {
     EXPECT_EQ(filter.uid, 7u);
 }
 
+TEST(Table, TakesAndRefusesEachKindOfCell) {
+    // In the order of the columns: a value that is taken and one that is not.
+    const TableColumns columns(*NETPACK_find_ds("NET_TEST_Test1"));
+    EXPECT_EQ(
+        static_cast<size_t>(std::count(columns.header().begin(), columns.header().end(), ',')),
+        NETPACK_find_ds("NET_TEST_Test1")->count_fields - 1);
+    std::vector<std::string> cells;
+    const NETDSD_entry *entry = NETPACK_find_ds("NET_TEST_Test1");
+    std::vector<std::string> wrong;
+    for (size_t i = 0; i < entry->count_fields; ++i) {
+        switch (static_cast<unsigned>(entry->fields[i].ft)) {
+        case NETDSD_FT_BOOL:
+            cells.push_back("no");
+            wrong.push_back("maybe");
+            break;
+        case NETDSD_FT_CHAR:
+        case NETDSD_FT_BYTE:
+            cells.push_back("7f");
+            wrong.push_back("7");
+            break;
+        case NETDSD_FT_SHORT:
+            cells.push_back("-32768");
+            wrong.push_back("32768");
+            break;
+        case NETDSD_FT_USHORT:
+            cells.push_back("65535");
+            wrong.push_back("-1");
+            break;
+        case NETDSD_FT_INT:
+        case NETDSD_FT_LONG:
+            cells.push_back("-2147483648");
+            wrong.push_back("2147483648");
+            break;
+        case NETDSD_FT_UINT:
+        case NETDSD_FT_ULONG:
+            cells.push_back("4294967295");
+            wrong.push_back("4294967296");
+            break;
+        case NETDSD_FT_SIZET:
+            cells.push_back("10");
+            wrong.push_back("0x10");
+            break;
+        case NETDSD_FT_TIME:
+            cells.push_back("20140821_142401");
+            wrong.push_back("20140821_1424010500");
+            break;
+        case NETDSD_FT_FTIME:
+            cells.push_back("20140821_1424010500");
+            wrong.push_back("noon");
+            break;
+        case NETDSD_FT_STRING:
+            cells.push_back("text");
+            wrong.push_back(std::string(entry->fields[i].count, 'x'));
+            break;
+        default:
+            cells.push_back("+1.500000E+00");
+            wrong.push_back("one");
+        }
+    }
+    const auto line_of = [](const std::vector<std::string> &values) {
+        std::string line;
+        for (const std::string &value : values)
+            line += (line.empty() ? "" : ",") + value;
+        return line;
+    };
+    std::string record(entry->total_size, '\0'), error;
+    EXPECT_TRUE(columns.read(line_of(cells), record.data(), error)) << error;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        std::vector<std::string> bad = cells;
+        bad[i] = wrong[i];
+        error.clear();
+        EXPECT_FALSE(columns.read(line_of(bad), record.data(), error)) << entry->fields[i].name;
+        EXPECT_THAT(error, testing::StartsWith(std::string(entry->fields[i].name) + ": "));
+    }
+}
+
 TEST(Table, NamesBadLines) {
     const std::vector<std::pair<std::string, std::string>> lines = {
         {"1", "1 columns, not 2"},
