@@ -3,9 +3,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <sys/resource.h>
@@ -25,13 +27,14 @@ using Clock = std::chrono::steady_clock;
 std::string message_of(NETMSG_type type, const char *structure) {
     const NETDSD_entry *entry = NETPACK_find_ds(structure);
     std::string record(entry->total_size, '\0'), name(structure), source("instrument");
-    for (size_t i = 0; i < entry->count_fields; ++i)
-        if (entry->fields[i].ft == NETDSD_FT_STRING)
-            record.replace(entry->fields[i].offset, 20, "twenty characters ab");
-        else if (entry->fields[i].size == 8) {
-            const double value = 1234.5678 + static_cast<double>(i) / 3;
-            record.replace(entry->fields[i].offset, 8, reinterpret_cast<const char *>(&value), 8);
-        }
+    for (size_t i = 0; i < entry->count_fields; ++i) {
+        const NETDSD_field &field = entry->fields[i];
+        const double value = 1234.5678 + static_cast<double>(i) / 3;
+        if (field.ft == NETDSD_FT_STRING)
+            memset(record.data() + field.offset, 'x', std::min<size_t>(field.count - 1, 100));
+        else if (field.ft == NETDSD_FT_DOUBLE || field.ft == NETDSD_FT_FTIME)
+            memcpy(record.data() + field.offset, &value, sizeof value);
+    }
     NETPACK_message message = {};
     message.type = type;
     message.flags = 3;
