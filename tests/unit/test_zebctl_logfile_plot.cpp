@@ -111,6 +111,21 @@ TEST(LogPlot, OnlyPngAndSvgFilesArePlotted) {
         EXPECT_FALSE(is_plot_file(name)) << name;
 }
 
+TEST(LogPlot, GnuplotDrawsTheScript) {
+    if (system("gnuplot --version >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "gnuplot is not installed";
+    const TempDir directory;
+    const std::string picture = directory / "it's.svg";
+    LogPlot plot(columns({"T_X1", "n_X1"}));
+    show(log_data("one.log"), plot);
+    std::string error;
+    ASSERT_TRUE(run_gnuplot(plot.gnuplot_script(picture), error)) << error;
+    const std::string svg = read_file(picture);
+    EXPECT_THAT(svg, HasSubstr("<svg"));
+    EXPECT_THAT(svg, HasSubstr("T_X1 (C)"));
+    EXPECT_THAT(svg, HasSubstr("</svg>"));
+}
+
 TEST(LogPlot, WithoutGnuplotTheErrorSaysSo) {
     const TempDir directory;
     const ScopedEnv path("PATH", directory.path().c_str());
