@@ -197,8 +197,19 @@ void choose_time(const char *option, const std::string &text, int64_t &time) {
     time = *parsed;
 }
 
+// --plot names the columns for the terminal, or the file of a picture of those of --columns.
+void choose_plot(Options &options) {
+    if (is_plot_file(options.plot))
+        options.plot_file = options.plot;
+    else if (!options.plot.empty() && !options.columns.empty())
+        throw CLI::ValidationError("--plot", "with --columns it names a .png or .svg file");
+    else if (!options.plot.empty())
+        options.columns = options.plot;
+}
+
 void complete(Options &options) {
-    choose_columns(options.plot.empty() ? options.columns : options.plot, options.choice);
+    choose_plot(options);
+    choose_columns(options.columns, options.choice);
     choose_time("--since", options.since, options.choice.since);
     choose_time("--until", options.until, options.choice.until);
     if (!options.plot.empty() && options.choice.columns.empty())
@@ -214,8 +225,8 @@ void add_logfile(CLI::App &app, Run &run) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("logfile", "Read, check and plot log files");
     command->add_option("file", options->files, "log files; - is standard input")->required();
-    auto *columns = command->add_option("--columns", options->columns,
-                                        "these columns, separated by commas, or all");
+    command->add_option("--columns", options->columns,
+                        "these columns, separated by commas, or all");
     command->add_option("--records", options->choice.record, "this record only, such as X1S");
     command->add_option("--since", options->since, "from this time (UTC) on");
     command->add_option("--until", options->until, "before this time (UTC)");
@@ -226,13 +237,14 @@ void add_logfile(CLI::App &app, Run &run) {
                                       "number, range and mean of each column's values");
     auto *header = command->add_flag("--header", options->header, "what the headers say");
     auto *plot = command->add_option("--plot", options->plot,
-                                     "draw these columns, separated by commas, on the terminal");
+                                     "draw these columns, separated by commas, on the terminal; or "
+                                     "those of --columns to this .png or .svg file");
     command
         ->add_option("--plot-file,--output", options->plot_file,
                      "have gnuplot draw them to this .png or .svg file")
         ->needs(plot);
     csv->excludes(json)->excludes(summary)->excludes(header)->excludes(plot);
-    plot->excludes(json)->excludes(summary)->excludes(header)->excludes(columns);
+    plot->excludes(json)->excludes(summary)->excludes(header);
     header->excludes(summary);
     command->callback([options, &run] {
         complete(*options);

@@ -350,6 +350,19 @@ TEST_F(LogTool, SumsUpAndPlotsAFileOfFlow) {
     EXPECT_GT(drawn.size(), 10u);
 }
 
+TEST_F(LogTool, DrawsAFileOfFlowAsAPicture) {
+    if (system("gnuplot --version >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "gnuplot is not installed";
+    ASSERT_TRUE(ready_);
+    const std::string file = file_of_flow(), one = dir_ / "one.svg", other = dir_ / "other.svg";
+    shown(file, {"--columns", "Q_flow,V_flow", "--plot", one});
+    shown(file, {"--plot", "Q_flow,V_flow", "--plot-file", other});
+    EXPECT_NE(read_file(one).find("</svg>"), std::string::npos);
+    EXPECT_EQ(read_file(one), read_file(other));
+    ask({"logfile", "--columns", "Q_flow", "--plot", "V_flow", file}, 2);
+    EXPECT_NE(errors_.find("names a .png or .svg file"), std::string::npos) << errors_;
+}
+
 TEST_F(LogTool, TellsATornLastLineOfAFileOfFlow) {
     ASSERT_TRUE(ready_);
     const std::string file = file_of_flow();
