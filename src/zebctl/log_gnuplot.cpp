@@ -40,14 +40,24 @@ std::string data_block(size_t number, const PlotBins &series) {
     return text + "EOD\n";
 }
 
+// gnuplot finds a range by itself, but warns where all values are the same.
+std::string value_range(const PlotBins &series) {
+    const PlotScale scale = series.scale();
+    char text[96] = "set yrange [*:*]\n";
+    if (scale.is_flat)
+        snprintf(text, sizeof text, "set yrange [%.17g:%.17g]\n", scale.low, scale.high);
+    return text;
+}
+
 std::string plot_command(size_t number, const LogColumn &column, const PlotBins &series) {
     const std::string data = "$data" + std::to_string(number);
     std::string text = "set title " + quoted(shown(column.description)) + " noenhanced\n";
     text += "set ylabel " + quoted(shown(column.label())) + " noenhanced\n";
     if (series.empty())
-        return text + "set yrange [0:1]\nplot NaN notitle\nset yrange [*:*]\n";
-    return text + "plot " + data + " using 1:2:4 with filledcurves notitle lc rgb '#a0c0e0', " +
-           data + " using 1:3 with linespoints pt 7 ps 0.3 lc rgb '#204080' notitle\n";
+        return text + "set yrange [0:1]\nplot NaN notitle\n";
+    return text + value_range(series) + "plot " + data +
+           " using 1:2:4 with filledcurves notitle lc rgb '#a0c0e0', " + data +
+           " using 1:3 with linespoints pt 7 ps 0.3 lc rgb '#204080' notitle\n";
 }
 
 } // namespace

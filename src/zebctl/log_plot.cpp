@@ -51,26 +51,8 @@ class Canvas {
 
 // ---- The axes ----
 
-struct Scale {
-    double low, high;
-};
-
-Scale scale_of(const PlotBins &series) {
-    Scale scale = {HUGE_VAL, -HUGE_VAL};
-    for (const auto &[number, bin] : series.bins()) {
-        scale.low = std::min(scale.low, bin.min);
-        scale.high = std::max(scale.high, bin.max);
-    }
-    // One value only: it stands in the middle.
-    if (scale.low == scale.high) {
-        const double margin = scale.low == 0 ? 1 : std::fabs(scale.low) / 10;
-        scale = {scale.low - margin, scale.high + margin};
-    }
-    return scale;
-}
-
 // 0 to 1; halved, since the difference of two doubles may be none.
-double share(double value, const Scale &scale) {
+double share(double value, const PlotScale &scale) {
     return std::clamp((value / 2 - scale.low / 2) / (scale.high / 2 - scale.low / 2), 0.0, 1.0);
 }
 
@@ -84,7 +66,7 @@ std::string figure(double value) {
     return text;
 }
 
-void draw(const PlotBins &series, const Scale &scale, std::pair<int64_t, int64_t> range,
+void draw(const PlotBins &series, const PlotScale &scale, std::pair<int64_t, int64_t> range,
           Canvas &canvas) {
     const auto length = static_cast<double>(range.second - range.first);
     for (const auto &[number, bin] : series.bins()) {
@@ -112,7 +94,7 @@ std::string plot_text(const LogColumn &column, const PlotBins &series, const Log
     std::string text = bold(shown(column.label())) + "  " + shown(column.description) + "\n";
     if (series.empty())
         return text + "no numbers\n";
-    const Scale scale = scale_of(series);
+    const PlotScale scale = series.scale();
     std::vector<std::string> labels(rows);
     labels[0] = figure(scale.high);
     labels[(rows - 1) / 2] = figure(scale.low / 2 + scale.high / 2);
@@ -145,6 +127,21 @@ void PlotBin::add(const PlotBin &other) {
     count += other.count;
     const double weight = static_cast<double>(other.count) / static_cast<double>(count);
     mean = mean * (1 - weight) + other.mean * weight;
+}
+
+PlotScale PlotBins::scale() const {
+    PlotScale scale = {HUGE_VAL, -HUGE_VAL, false};
+    for (const auto &[number, bin] : bins_) {
+        scale.low = std::min(scale.low, bin.min);
+        scale.high = std::max(scale.high, bin.max);
+    }
+    scale.is_flat = scale.low == scale.high;
+    if (scale.is_flat) {
+        const double margin = scale.low == 0 ? 1 : std::fabs(scale.low) / 10;
+        scale.low -= margin;
+        scale.high += margin;
+    }
+    return scale;
 }
 
 void PlotBins::add(int64_t time, double value) {

@@ -13,6 +13,12 @@ struct PlotBin {
     void add(const PlotBin &other);
 };
 
+// The range of values that a plot shows. One value only stands in the middle.
+struct PlotScale {
+    double low, high;
+    bool is_flat; // all values are the same
+};
+
 // Values in stretches of equal length, which doubles when there are too many: any number of lines
 // fits.
 class PlotBins {
@@ -25,6 +31,7 @@ class PlotBins {
     bool empty() const { return bins_.empty(); }
     int64_t begin() const { return bins_.begin()->first * width_; }
     int64_t end() const { return (bins_.rbegin()->first + 1) * width_; }
+    PlotScale scale() const;
 
   private:
     void widen();

@@ -102,6 +102,7 @@ TEST(LogPlot, TheScriptQuotesWhatFilesSay) {
     EXPECT_THAT(script, HasSubstr("set output 'it''s.svg'\n"));
     EXPECT_THAT(script, HasSubstr("set title 'it''s `rm`?' noenhanced\n"));
     EXPECT_THAT(script, HasSubstr("$data0 << EOD\n60.5 1.5 1.5 1.5\nEOD\n"));
+    EXPECT_THAT(script, HasSubstr("set yrange [1.3500000000000001:1.6499999999999999]\n"));
 }
 
 TEST(LogPlot, OnlyPngAndSvgFilesArePlotted) {
