@@ -55,15 +55,20 @@ int connect_tcp(int port) {
     return -1;
 }
 
-// A port that was free a moment ago.
+// A port that was free a moment ago; not one of those that connections and other tests are given.
 int free_port() {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
-    getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
+    constexpr int k_first = 10000, k_count = 20000;
+    for (int i = 0; i < k_count; ++i) {
+        const int port = k_first + (getpid() * 7 + i) % k_count;
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in address = loopback(port);
+        const bool is_free =
+            bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+        close(fd);
+        if (is_free)
+            return port;
+    }
+    return 0;
 }
 
 // A scripted client. Heartbeats are echoed on the way and otherwise not shown.
