@@ -9,8 +9,8 @@
 #include "daemon.h"
 #include "frame_link.h"
 #include "message_choice.h"
-#include "recording.h"
 #include "option_checks.h"
+#include "recording.h"
 #include "recording_file.h"
 #include "session.h"
 #include "text.h"
@@ -62,10 +62,12 @@ class Recorder {
     uint64_t bytes_ = 0;
 };
 
-int listen(const Options &options, FrameLink &link, Recorder &recorder) {
+int listen(const Options &options, FrameLink &link, Recorder &recorder,
+           const FrameLink::Hear &hear) {
     using Clock = std::chrono::steady_clock;
     const auto started = Clock::now();
-    const auto hear = [&](std::string_view frame) { recorder.hear(frame); };
+    if (!recorder.keep()) // what came with the handshake
+        return k_failed;
     while (!recorder.is_full()) {
         const std::chrono::duration<double> passed = Clock::now() - started;
         const double left = options.seconds < 0 ? k_look : options.seconds - passed.count();
@@ -91,17 +93,18 @@ int run_record(const Options &options) {
     const daemon_kit::Options daemon{
         options.name.empty() ? "zebctl-" + std::to_string(getpid()) : options.name, options.config};
     daemon_kit::Configuration configuration(daemon, daemon_kit::Configuration::Missing::allowed);
+    Recorder recorder(options, file);
+    const auto hear = [&](std::string_view frame) { recorder.hear(frame); };
     FrameLink link;
     // Without a server no file is touched.
     if (configuration.is_refused() ||
         !link.open(daemon.name, ZEBMSG_get_host_str(configuration.root(), configuration.local()),
-                   k_patience) ||
+                   k_patience, hear) ||
         !file.open(options.file, mode))
         return k_failed;
     // Now the server hands out what it keeps for newcomers.
     link.send_notice(MSG_NOTIFY_CLIENT_CONNECT, 1);
-    Recorder recorder(options, file);
-    const int status = listen(options, link, recorder);
+    const int status = listen(options, link, recorder, hear);
     recorder.sum_up();
     return status;
 }

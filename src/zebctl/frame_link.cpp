@@ -73,7 +73,7 @@ bool FrameLink::connect(const char *host) {
     return link_->fh >= 0 && fcntl(link_->fh, F_SETFL, O_NONBLOCK) == 0;
 }
 
-bool FrameLink::open(const std::string &name, const char *host, double patience) {
+bool FrameLink::open(const std::string &name, const char *host, double patience, const Hear &hear) {
     name_ = name;
     if (!connect(host))
         return false;
@@ -83,7 +83,7 @@ bool FrameLink::open(const std::string &name, const char *host, double patience)
     while (state_ == State::waiting) {
         if (Clock::now() > limit)
             end("the message server does not answer");
-        else if (!serve({this}, k_look, nullptr))
+        else if (!serve({this}, k_look, hear))
             return false;
     }
     if (!is_open())

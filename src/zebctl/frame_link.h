@@ -32,8 +32,9 @@ class FrameLink {
     FrameLink &operator=(const FrameLink &) = delete;
 
     // Connects under a name and waits for the server's handshake, at most so many seconds. `host`
-    // may be null. False after a report, or when the program is to stop.
-    bool open(const std::string &name, const char *host, double patience);
+    // may be null; `hear` gets what comes right behind the handshake. False after a report, or when
+    // the program is to stop.
+    bool open(const std::string &name, const char *host, double patience, const Hear &hear = {});
     bool is_open() const { return state_ == State::open; }
     const std::string &name() const { return name_; }
 

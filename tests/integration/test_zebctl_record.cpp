@@ -67,11 +67,15 @@ class TwoStations : public Station {
         return recorder;
     }
     bool holds(const std::string &file, size_t frames) {
-        return wait_until([&] {
-            return std::filesystem::exists(dir_ / file) &&
-                   std::filesystem::file_size(dir_ / file) > 17 &&
-                   contents_of(dir_ / file).frames.size() >= frames;
+        size_t found = 0;
+        const bool enough = wait_until([&] {
+            if (std::filesystem::exists(dir_ / file) &&
+                std::filesystem::file_size(dir_ / file) > 17)
+                found = contents_of(dir_ / file).frames.size();
+            return found >= frames;
         });
+        EXPECT_TRUE(enough) << found << " of " << frames << " frames";
+        return enough;
     }
 
     std::unique_ptr<Process> other_server_;
