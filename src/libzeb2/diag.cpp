@@ -27,6 +27,15 @@ void write_title() {
     fputs(text, stderr);
 }
 
+// A line is written in parts; those of other threads wait until it is whole.
+class WholeLine {
+  public:
+    WholeLine() { flockfile(stderr); }
+    ~WholeLine() { funlockfile(stderr); }
+    WholeLine(const WholeLine &) = delete;
+    WholeLine &operator=(const WholeLine &) = delete;
+};
+
 void write_message(const char *format, va_list args) {
     write_title();
     vfprintf(stderr, format, args);
@@ -54,6 +63,7 @@ void diag_single_call(const char *file, int line, const char *call, int error) {
 }
 
 void diag_message(const char *file, int line, const char *format, ...) {
+    const WholeLine line_guard;
     va_list args;
     va_start(args, format);
     write_message(format, args);
@@ -63,6 +73,7 @@ void diag_message(const char *file, int line, const char *format, ...) {
 
 void diag_message_errno(const char *file, int line, const char *format, ...) {
     const int error = errno;
+    const WholeLine line_guard;
     va_list args;
     va_start(args, format);
     write_message(format, args);

@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
+#include <thread>
 
 using testing::MatchesRegex;
 using testing::StartsWith;
@@ -121,6 +123,25 @@ TEST_F(Locks, ALockThatWorksIsHeldForTheScope) {
     EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
     EXPECT_EQ(pthread_mutex_unlock(&mutex), 0);
     EXPECT_EQ(capture.finish(), "");
+}
+
+TEST_F(Diagnostics, LinesOfSeveralThreadsStayWhole) {
+    constexpr int k_lines = 500;
+    const auto report = [](char sign) {
+        const std::string text(100, sign);
+        for (int i = 0; i < k_lines; ++i)
+            ZEB_REPORT("%s", text.c_str());
+    };
+    StderrCapture capture;
+    std::thread a(report, 'a'), b(report, 'b');
+    a.join();
+    b.join();
+    std::istringstream lines(capture.finish());
+    int whole = 0;
+    for (std::string line; std::getline(lines, line);)
+        whole +=
+            testing::Matches(MatchesRegex("PREINIT: (a+|b+) \\(test_diag.cpp:[0-9]+\\)"))(line);
+    EXPECT_EQ(whole, 2 * k_lines);
 }
 
 TEST_F(Locks, ALockThatFailsIsReportedAndTheProtectedWorkStillRuns) {
