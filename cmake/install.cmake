@@ -1,5 +1,6 @@
 # The installed library: headers, the station's definitions, zebgen, and the two ways to find them
-# (find_package and pkg-config). Servers and tools install themselves.
+# (find_package and pkg-config). Servers and tools install themselves. A component is a Debian package
+# (packaging/debian), but for the library's, whose package has the version of the SONAME in its name.
 include(CMakePackageConfigHelpers)
 
 set(ZEB2_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/zeb2)
@@ -11,10 +12,13 @@ foreach(dir INCLUDEDIR LIBDIR)
   if(IS_ABSOLUTE ${CMAKE_INSTALL_${dir}})
     set(ZEB2_PC_${dir} ${CMAKE_INSTALL_${dir}})
   else()
-    set(ZEB2_PC_${dir} \${prefix}/${CMAKE_INSTALL_${dir}})
+    set(ZEB2_PC_${dir} \\\${prefix}/${CMAKE_INSTALL_${dir}})
   endif()
 endforeach()
-configure_file(${PROJECT_SOURCE_DIR}/cmake/zeb2.pc.in ${generated}/zeb2.pc @ONLY)
+set(ZEB2_PC_DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig/zeb2.pc)
+if(NOT IS_ABSOLUTE ${ZEB2_PC_DESTINATION})
+  set(ZEB2_PC_DESTINATION \${CMAKE_INSTALL_PREFIX}/${ZEB2_PC_DESTINATION})
+endif()
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zeb2Config.cmake.in
   ${generated}/zeb2Config.cmake INSTALL_DESTINATION ${ZEB2_INSTALL_CMAKE}
   PATH_VARS ZEB2_INSTALL_DEFINITIONS)
@@ -40,6 +44,15 @@ install(FILES ${generated}/zeb2Config.cmake ${generated}/zeb2ConfigVersion.cmake
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/first_daemon
   ${PROJECT_SOURCE_DIR}/examples/first_driver
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libzeb2-dev)
-install(FILES ${generated}/zeb2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-  COMPONENT libzeb2-dev)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/zeb.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+# zeb2.pc names the prefix of the installation, which `cmake --install --prefix` may still change.
+install(CODE "
+  set(PROJECT_VERSION \"${PROJECT_VERSION}\")
+  set(PROJECT_DESCRIPTION \"${PROJECT_DESCRIPTION}\")
+  set(ZEB2_PC_INCLUDEDIR \"${ZEB2_PC_INCLUDEDIR}\")
+  set(ZEB2_PC_LIBDIR \"${ZEB2_PC_LIBDIR}\")
+  set(pc \"${ZEB2_PC_DESTINATION}\")
+  message(STATUS \"Installing: \$ENV{DESTDIR}\${pc}\")
+  configure_file(\"${PROJECT_SOURCE_DIR}/cmake/zeb2.pc.in\" \"\$ENV{DESTDIR}\${pc}\" @ONLY)
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${pc}\")
+" COMPONENT libzeb2-dev)
+zeb_man(5 zeb-common ${PROJECT_SOURCE_DIR}/docs/zeb.conf.5)

@@ -30,5 +30,6 @@ void add_replay(CLI::App &app, Run &run);
 void add_decode(CLI::App &app, Run &run);
 void add_table(CLI::App &app, Run &run);
 void add_conf(CLI::App &app, Run &run);
+void add_demo(CLI::App &app, Run &run);
 
 } // namespace zebctl

@@ -1,16 +1,30 @@
 // zebctl - watch, ask and command a station from the shell.
 
 #include <cstdio>
+#include <dlfcn.h>
 #include <exception>
+#include <filesystem>
 
 #include <zeb2/libzeb2.h>
 
 #include "command.h"
 
+// The program's version and the file of the library that it runs with, which is another when one of
+// them was left behind by an upgrade.
+static std::string version() {
+    std::string text = std::string("zebctl ") + ZEB_VERSION;
+    Dl_info library = {};
+    std::error_code error;
+    if (dladdr(reinterpret_cast<const void *>(&LIBZEB_init), &library) != 0)
+        text += " (" +
+                std::filesystem::canonical(library.dli_fname, error).filename().string() + ")";
+    return text;
+}
+
 int main(int argc, char **argv) {
     CLI::App app("Watches, asks and commands a measuring station: see each subcommand's --help.");
     app.name("zebctl");
-    app.set_version_flag("--version", std::string("zebctl ") + ZEB_VERSION);
+    app.set_version_flag("--version", version);
     app.require_subcommand(1);
     zebctl::Run run;
     zebctl::add_watch(app, run);
@@ -28,6 +42,7 @@ int main(int argc, char **argv) {
     zebctl::add_decode(app, run);
     zebctl::add_table(app, run);
     zebctl::add_conf(app, run);
+    zebctl::add_demo(app, run);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

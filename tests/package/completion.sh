@@ -32,6 +32,7 @@ for program in zebmsgd zebseriald zeblogd gps flow waypoint; do
 done
 expect "describe" zebctl des
 expect "conf" zebctl con
+expect "demo" zebctl dem
 expect "check get dump" zebctl conf ""
 expect "dump" zebctl conf d
 expect "--file" zebctl conf get --f

@@ -30,11 +30,9 @@ done
 
 libdir=$(dirname "$(find "$work/usr" -name libzeb2.so)")
 if command -v pkg-config >/dev/null; then
-    pc=$(sed "s|^prefix=.*|prefix=$work/usr|" "$libdir/pkgconfig/zeb2.pc")
-    echo "$pc" >"$work/zeb2.pc"
     # shellcheck disable=SC2046,SC2086
     "$cxx" -std=c++17 $flags "$source/plain.cpp" -o "$work/plain" \
-        $(PKG_CONFIG_PATH=$work pkg-config --cflags --libs zeb2) -Wl,-rpath,"$libdir"
+        $(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs zeb2) -Wl,-rpath,"$libdir"
     "$work/plain"
 fi
 
