@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages: libzeb2-0, libzeb2-dev, zeb-common, zeb-server, zeb-serial, zeb-daemons,
-# zeb-tools, zeb-doc. They hold the programs of the release build, the same that the tests run on.
+# Builds the Debian packages: libzeb2-0, libzeb2-dev, zeb-common, zeb-server, zeb-serial,
+# zeb-daemons, zeb-tools, zeb-doc. They hold the programs of the release build, which the tests run on.
 #   --out DIR       where they go (default build/packages)
 #   --build DIR     of this build tree, as it is: it has been built
 #   --no-setup      install nothing

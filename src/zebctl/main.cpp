@@ -16,8 +16,8 @@ static std::string version() {
     Dl_info library = {};
     std::error_code error;
     if (dladdr(reinterpret_cast<const void *>(&LIBZEB_init), &library) != 0)
-        text += " (" +
-                std::filesystem::canonical(library.dli_fname, error).filename().string() + ")";
+        text +=
+            " (" + std::filesystem::canonical(library.dli_fname, error).filename().string() + ")";
     return text;
 }
 

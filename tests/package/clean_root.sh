@@ -19,9 +19,15 @@ fail() {
     echo "clean root: FAILED: $*"
     exit 1
 }
-inside() { env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive chroot "$root" "$@"; }
+inside() {
+    env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive \
+        chroot "$root" "$@"
+}
 as_user() { inside setpriv --reuid=nobody --regid=nogroup --clear-groups "$@"; }
-install_all() { inside sh -c 'apt-get install -y --no-install-recommends "$@" >/log 2>&1' sh "$@" || { tail -n 30 "$root/log"; fail "install $*"; }; }
+install_all() {
+    inside sh -c "apt-get install -y --no-install-recommends $* >/log 2>&1" ||
+        { tail -n 30 "$root/log"; fail "install $*"; }
+}
 
 say "a fresh system"
 debootstrap --variant=minbase bookworm "$root" "$mirror" >"$packages/debootstrap.log" ||
@@ -36,7 +42,7 @@ mkdir "$root/debs"
 cp "$packages"/*.deb "$root/debs"
 
 say "the station's packages"
-install_all /debs/zeb-*.deb /debs/libzeb2-0_*.deb systemd
+install_all "/debs/zeb-*.deb /debs/libzeb2-0_*.deb systemd"
 inside getent passwd zeb || fail "no user zeb"
 [ "$(inside zebctl conf get 'Disk;LogDir')" = /var/log/zeb ] || fail "the configuration"
 inside systemd-analyze verify /lib/systemd/system/zeb*.service gps@gps.service flow@flow.service \
@@ -63,12 +69,13 @@ inside sh -c 'echo "Disk;StationID,mine" >>/etc/zeb.conf
     echo "# newer" >>/newer/etc/zeb.conf
     (cd /newer && sed -i "/etc\/zeb.conf/d" DEBIAN/md5sums)
     dpkg-deb -b /newer /debs/newer.deb' >/dev/null
-inside sh -c 'dpkg --force-confdef --force-confold -i /debs/newer.deb </dev/null >/log 2>&1' || { cat "$root/log"; fail "the upgrade"; }
+inside sh -c 'dpkg --force-confdef --force-confold -i /debs/newer.deb </dev/null >/log 2>&1' ||
+    { cat "$root/log"; fail "the upgrade"; }
 [ "$(inside zebctl conf get 'Disk;StationID')" = mine ] || fail "the configuration was lost"
 grep -q '# newer' "$root/etc/zeb.conf.dpkg-dist" || fail "the newer sample is not beside it"
 
 say "programs in C and C++, with pkg-config and with CMake"
-install_all /debs/libzeb2-dev_*.deb g++ make cmake pkg-config
+install_all "/debs/libzeb2-dev_*.deb g++ make cmake pkg-config"
 as_user sh -c 'set -e; cp -r /usr/share/doc/zeb2/examples/first_daemon /tmp/first; cd /tmp/first
     cc -std=gnu11 first_daemon.c -o in_c $(pkg-config --cflags --libs zeb2)
     c++ -std=gnu++17 first_daemon.cpp -o in_cpp $(pkg-config --cflags --libs zeb2)

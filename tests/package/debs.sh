@@ -58,6 +58,7 @@ if grep '^[EW]:' "$work/step.log"; then fail "lintian"; fi
 
 say "unpacking them into an empty root"
 root=$work/root
+mkdir "$work/control"
 declare -A owner
 for deb in "$work"/debs/*.deb; do
     dpkg-deb -x "$deb" "$root"
@@ -68,7 +69,8 @@ for deb in "$work"/debs/*.deb; do
     done < <(dpkg-deb --fsys-tarfile "$deb" | tar -t | grep -v '/$')
 done
 # What a tree of components does not say by itself.
-[ "$(cat "$work/control/zeb-common/conffiles")" = /etc/zeb.conf ] || fail "/etc/zeb.conf is no conffile"
+[ "$(cat "$work/control/zeb-common/conffiles")" = /etc/zeb.conf ] ||
+    fail "/etc/zeb.conf is no conffile"
 for unit in zebmsgd zebseriald zeblogd gps@ flow@ waypoint@; do
     [ -f "$root/lib/systemd/system/$unit.service" ] || fail "no unit $unit"
 done
@@ -94,7 +96,7 @@ version=$(sed -n 's/^project(zeb2 VERSION \([0-9.]*\) .*/\1/p' "$source/CMakeLis
 [ "$("$bin/zebctl" --version)" = "zebctl $version (libzeb2.so.$version)" ] || fail "zebctl --version"
 [ "$("$bin/zebgen" --version)" = "zebgen $version" ] || fail "zebgen --version"
 for program in "$sbin"/* "$bin"/zeb-*; do
-    [ "$("$program" --version)" = "$(basename "$program") $version" ] || fail "$program --version"
+    [ "$("$program" --version)" = "${program##*/} $version" ] || fail "$program --version"
 done
 [ "$(readlink "$libdir/libzeb2.so.0")" = "libzeb2.so.$version" ] || fail "the library's version"
 export PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$libdir/pkgconfig
