@@ -4,13 +4,14 @@
 #   --out DIR       where they go (default build/packages)
 #   --build DIR     of this build tree, as it is: it has been built
 #   --no-setup      install nothing
-# DEB_BUILD_OPTIONS is heeded; "noautodbgsym" leaves out the packages with debug information.
+#   --debug         with packages of debug information, which take some minutes
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/..")
 
 out=$root/build/packages
 build=
 setup=yes
+debug=no
 while [ $# -gt 0 ]; do
     case $1 in
     --out)
@@ -22,6 +23,7 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     --no-setup) setup=no ;;
+    --debug) debug=yes ;;
     -h | --help)
         sed -n '2,7s/^# \{0,1\}//p' "$0"
         exit 0
@@ -34,6 +36,7 @@ while [ $# -gt 0 ]; do
     shift
 done
 
+[ $debug = yes ] || export DEB_BUILD_OPTIONS="${DEB_BUILD_OPTIONS:-} noautodbgsym"
 cd "$root"
 if [ -z "$build" ]; then
     [ $setup = no ] || scripts/setup.sh

@@ -45,8 +45,8 @@ say "the station's packages"
 install_all "/debs/zeb-*.deb /debs/libzeb2-0_*.deb systemd"
 inside getent passwd zeb || fail "no user zeb"
 [ "$(inside zebctl conf get 'Disk;LogDir')" = /var/log/zeb ] || fail "the configuration"
-inside systemd-analyze verify /lib/systemd/system/zeb*.service gps@gps.service flow@flow.service \
-    waypoint@waypoint.service || fail "a unit"
+inside systemd-analyze verify --man=no zebmsgd.service zebseriald.service zeblogd.service \
+    gps@gps.service flow@flow.service waypoint@waypoint.service || fail "a unit"
 for unit in zebmsgd zebseriald zeblogd; do
     inside systemctl is-enabled $unit.service || fail "$unit is not enabled"
     inside systemd-analyze security --no-pager --offline=true $unit.service | tail -n 1
