@@ -7,6 +7,7 @@ set -euo pipefail
 packages=$(realpath -e "$1")
 mirror=${2:-http://deb.debian.org/debian}
 root=$(mktemp -d)
+chmod 755 "$root"
 mounted=()
 clean_up() {
     for at in "${mounted[@]}"; do umount "$at"; done
