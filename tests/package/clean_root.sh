@@ -5,7 +5,8 @@
 # ordinary user. Needs root, debootstrap and a mirror: for a release, not for every test run.
 set -euo pipefail
 packages=$(realpath -e "$1")
-mirror=${2:-http://deb.debian.org/debian}
+# By default that of this machine.
+mirror=${2:-$(apt-get indextargets --format '$(SITE)' | head -n 1)}
 root=$(mktemp -d)
 chmod 755 "$root"
 mounted=()
