@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(build-essential cmake ninja-build pkg-config g++-multilib clang llvm libclang-rt-dev
           libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev gnuplot-nox
-          debhelper chrpath lintian abigail-tools)
+          debhelper chrpath lintian abigail-tools
+          doxygen graphviz mandoc man-db)
 bench_packages=(libboost-dev libmsgpack-cxx-dev libmosquitto-dev mosquitto libhiredis-dev redis-server)
 
 for argument in "$@"; do

@@ -7,7 +7,9 @@ namespace {
 
 constexpr size_t k_width = 97; // of a line of a comment without its mark
 
-bool is_word(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+bool is_word(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+}
 
 size_t indentation(const std::string &line) {
     const size_t first = line.find_first_not_of(' ');
@@ -107,7 +109,7 @@ void cut(const std::string &text, const std::set<std::string> &names, Page *page
 }
 
 class Reader {
-public:
+  public:
     Reader(const Lines &lines, const std::set<std::string> &names) : lines_(lines), names_(names) {}
 
     Page read() {
@@ -117,7 +119,7 @@ public:
         return page_;
     }
 
-private:
+  private:
     void line(const std::string &text) {
         const bool indented = indentation(text) >= 2;
         if (trim(text).empty())

@@ -18,8 +18,14 @@ std::string escaped(const std::string &text) {
     return out;
 }
 
-// Doxygen ends a code span at a quote, but not one between two backticks.
-std::string code_span(const std::string &text) { return "``" + text + "``"; }
+// Doxygen ends a code span at a quote, but not one between two backticks. In these it stumbles over
+// double quotes.
+std::string code_span(const std::string &text) {
+    if (text.find('"') == std::string::npos)
+        return "``" + text + "``";
+    return "<code>" + replace_all(replace_all(escaped(text), "\"", "&quot;"), "--", "\\--") +
+           "</code>";
+}
 
 std::string inline_text(const std::string &text) {
     std::string out;
@@ -36,16 +42,16 @@ std::string lower(std::string text) {
     return text;
 }
 
-std::string definition(const Block &block) {
+std::string definition(const Block &block, bool is_void) {
     const std::string text = inline_text(block.text) + "\n\n";
     if (block.term == "Returns")
-        return "@return " + text;
+        return (is_void ? "@par Result\n" : "@return ") + text;
     if (std::isupper(static_cast<unsigned char>(block.term[0])))
         return "@par " + block.term + "\n" + text;
     return "@param " + replace_all(block.term, ", ", ",") + " " + text;
 }
 
-std::string block_text(const Block &block) {
+std::string block_text(const Block &block, bool is_void) {
     switch (block.kind) {
     case Block::Kind::code:
         return block.term == "c" ? "@code{.c}\n" + block.text + "@endcode\n\n"
@@ -53,17 +59,17 @@ std::string block_text(const Block &block) {
     case Block::Kind::item:
         return "- " + inline_text(block.text) + "\n";
     case Block::Kind::definition:
-        return definition(block);
+        return definition(block, is_void);
     default:
         return inline_text(block.text) + "\n\n";
     }
 }
 
 std::string comment(const std::string &head, const Lines &contract,
-                    const std::set<std::string> &names) {
+                    const std::set<std::string> &names, bool is_void = false) {
     std::string text = head;
     for (const Block &block : read_contract(contract, names))
-        text += block_text(block);
+        text += block_text(block, is_void);
     std::string out = "/**\n";
     for (const std::string &line : split_lines(text))
         out += " * " + line + "\n";
@@ -98,7 +104,8 @@ std::string item_text(const Item &item, const std::string &file) {
                            (item.title.empty() ? "" : "@par " + item.title + "\n"),
                        item.comment, {});
     if (!item.comment.empty())
-        out = comment("", item.comment, item.parameters);
+        out = comment("", item.comment, item.parameters,
+                      begins_with(item.declaration[0], "ZEB_API void "));
     for (const std::string &line : member_comments(item.declaration))
         out += line + "\n";
     return out;
@@ -107,8 +114,7 @@ std::string item_text(const Item &item, const std::string &file) {
 // ---- Pages: links, headings and code as Doxygen wants them ----
 
 std::string page_id(const std::string &path) {
-    return path == "index.md" ? "mainpage"
-                              : replace_all(path.substr(0, path.rfind('.')), "/", "_");
+    return path == "index.md" ? "mainpage" : replace_all(path.substr(0, path.rfind('.')), "/", "_");
 }
 
 std::string anchor(const std::string &heading) {
@@ -143,10 +149,13 @@ std::string resolved(const std::string &directory, const std::string &target) {
     return out;
 }
 
-std::string base(const std::string &path) { return path.substr(path.rfind('/') + 1); }
+std::string base(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
+}
 
 bool is_man_page(const std::string &file) {
-    return file.size() > 2 && file[file.size() - 2] == '.' && std::isdigit(static_cast<unsigned char>(file.back()));
+    return file.size() > 2 && file[file.size() - 2] == '.' &&
+           std::isdigit(static_cast<unsigned char>(file.back()));
 }
 
 std::string link(const std::string &text, const std::string &target, const std::string &path) {
@@ -157,8 +166,8 @@ std::string link(const std::string &text, const std::string &target, const std::
     const std::string directory = path.substr(0, path.rfind('/') + 1);
     const std::string file = hash == 0 ? path : resolved(directory, target.substr(0, hash));
     if (file.ends_with(".md") && !begins_with(file, "../"))
-        return "[" + text + "](@ref " + page_id(file) + (anchor_part.empty() ? "" : "_" + anchor_part) +
-               ")";
+        return "[" + text + "](@ref " + page_id(file) +
+               (anchor_part.empty() ? "" : "_" + anchor_part) + ")";
     if (is_man_page(base(file)))
         return "[" + text + "](man/" + base(file) + ".html)";
     if (file.ends_with(".h") && file.find("libzeb2/") != std::string::npos)
@@ -176,7 +185,7 @@ std::string page_line(const std::string &line, const std::string &path) {
         else if (span.kind == Span::Kind::link)
             out += link(page_line(span.text, path), span.target, path);
         else if (span.kind == Span::Kind::bold)
-            out += "**" + span.text + "**";
+            out += "**" + page_line(span.text, path) + "**";
         else
             out += span.text;
     }
@@ -186,9 +195,9 @@ std::string page_line(const std::string &line, const std::string &path) {
 } // namespace
 
 std::string doxygen_header(const Module &module) {
-    std::string out = comment("@file " + module.file + "\n@brief " + inline_text(module.summary) +
-                                  "\n\n",
-                              module.preface, {});
+    std::string out =
+        comment("@file " + module.file + "\n@brief " + inline_text(module.summary) + "\n\n",
+                module.preface, {});
     for (const Item &item : module.items)
         out += item_text(item, module.file) + "\n";
     return out;

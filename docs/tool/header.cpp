@@ -6,7 +6,9 @@
 namespace zebdoc {
 namespace {
 
-bool is_word(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+bool is_word(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+}
 
 std::string last_word(const std::string &text) {
     size_t end = text.size();
@@ -51,7 +53,7 @@ std::string exported_name(const std::string &declaration) {
 }
 
 class Reader {
-public:
+  public:
     explicit Reader(const Lines &lines) : lines_(lines) {}
 
     Module read() {
@@ -62,7 +64,7 @@ public:
         return module_;
     }
 
-private:
+  private:
     void preface(const Lines &text) {
         const size_t dash = text[0].find(" - ");
         module_.file = text[0].substr(0, dash);
@@ -130,7 +132,8 @@ private:
             const std::string code = trim(text.substr(0, text.find("/*")));
             depth += int(std::count(code.begin(), code.end(), '{'));
             depth -= int(std::count(code.begin(), code.end(), '}'));
-            const bool ended = end == ';' ? depth == 0 && code.ends_with(";") : !code.ends_with("\\");
+            const bool ended =
+                end == ';' ? depth == 0 && code.ends_with(";") : !code.ends_with("\\");
             if (ended || at_ + 1 == lines_.size())
                 break;
         }
@@ -159,6 +162,8 @@ private:
 
 } // namespace
 
-Module read_header(const Lines &lines) { return Reader(lines).read(); }
+Module read_header(const Lines &lines) {
+    return Reader(lines).read();
+}
 
 } // namespace zebdoc

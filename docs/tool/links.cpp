@@ -29,7 +29,7 @@ std::set<std::string> values(const std::string &text, const std::string &attribu
 }
 
 class Checker {
-public:
+  public:
     bool check(const fs::path &directory) {
         for (const auto &entry : fs::recursive_directory_iterator(directory))
             if (entry.path().extension() == ".html")
@@ -37,7 +37,7 @@ public:
         return !broken_;
     }
 
-private:
+  private:
     const std::set<std::string> &anchors(const fs::path &file) {
         auto [found, fresh] = anchors_.try_emplace(file.string());
         if (fresh) {
@@ -74,6 +74,8 @@ private:
 
 } // namespace
 
-bool check_links(const std::string &directory) { return Checker().check(directory); }
+bool check_links(const std::string &directory) {
+    return Checker().check(directory);
+}
 
 } // namespace zebdoc

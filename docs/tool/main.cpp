@@ -1,4 +1,5 @@
-// zebdoc - from the public headers and the pages in docs/ to manual pages and to what Doxygen reads.
+// zebdoc - from the public headers and the pages in docs/ to manual pages and to what Doxygen
+// reads.
 //   zebdoc filter DOCS FILE               the file as Doxygen is to read it; pages lie below DOCS
 //   zebdoc page NAME SECTION DATE MANUAL FILE   a manual page of a header or a page
 //   zebdoc names HEADER                   the functions of a header, one a line
@@ -23,7 +24,9 @@ Lines read(const std::string &file) {
     return split_lines(text.str());
 }
 
-bool is_page(const std::string &file) { return file.ends_with(".md"); }
+bool is_page(const std::string &file) {
+    return file.ends_with(".md");
+}
 
 int filter(const std::string &docs, const std::string &file) {
     const Lines lines = read(file);

@@ -119,8 +119,8 @@ std::string tidy(const std::string &text) {
 }
 
 std::string head(const ManTitle &title) {
-    return "'\\\" t\n.TH " + upper(title.name) + " " + title.section + " " + title.date + " zeb2 \"" +
-           title.manual + "\"\n.SH NAME\n" + escaped(title.name) + " \\- " +
+    return "'\\\" t\n.TH " + upper(title.name) + " " + title.section + " " + title.date +
+           " zeb2 \"" + title.manual + "\"\n.SH NAME\n" + escaped(title.name) + " \\- " +
            inline_text(title.summary) + "\n";
 }
 
@@ -167,7 +167,8 @@ std::string man_page(const ManTitle &title, const Module &module) {
     ManTitle named = title;
     named.summary = module.summary;
     std::string out = head(named);
-    out += ".SH SYNOPSIS\n.nf\n.B #include <zeb2/" + module.file + ">\n.fi\n.PP\nLink with\n.BR "
+    out += ".SH SYNOPSIS\n.nf\n.B #include <zeb2/" + module.file +
+           ">\n.fi\n.PP\nLink with\n.BR "
            "\\-lzeb2 .\n.SH DESCRIPTION\n" +
            pages_text(read_contract(module.preface, {})) + ".SH INTERFACE\n";
     for (size_t i = 0; i < module.items.size(); ++i) {

@@ -5,11 +5,13 @@ namespace {
 
 bool is_item(const std::string &line) {
     const size_t digits = line.find_first_not_of("0123456789");
-    return begins_with(line, "- ") || (digits > 0 && digits != std::string::npos &&
-                                       line.compare(digits, 2, ". ") == 0);
+    return begins_with(line, "- ") ||
+           (digits > 0 && digits != std::string::npos && line.compare(digits, 2, ". ") == 0);
 }
 
-bool is_rule(const std::string &line) { return line.find_first_not_of("|-: ") == std::string::npos; }
+bool is_rule(const std::string &line) {
+    return line.find_first_not_of("|-: ") == std::string::npos;
+}
 
 // The cells of "| a | b |"; a "|" between backticks belongs to its cell.
 Lines cells(const std::string &line) {
@@ -29,7 +31,7 @@ Lines cells(const std::string &line) {
 }
 
 class Reader {
-public:
+  public:
     explicit Reader(const Lines &lines) : lines_(lines) {}
 
     Page read() {
@@ -38,7 +40,7 @@ public:
         return page_;
     }
 
-private:
+  private:
     void step() {
         const std::string &line = lines_[at_];
         if (begins_with(trim(line), "```"))
@@ -76,7 +78,8 @@ private:
         Block block{Block::Kind::paragraph, trim(lines_[at_]), ""};
         if (is_item(lines_[at_])) {
             const size_t mark = lines_[at_].find(' ');
-            block = {Block::Kind::item, trim(lines_[at_].substr(mark)), lines_[at_].substr(0, mark)};
+            block = {Block::Kind::item, trim(lines_[at_].substr(mark)),
+                     lines_[at_].substr(0, mark)};
         }
         while (++at_ < lines_.size() && continues(lines_[at_]))
             block.text += " " + trim(lines_[at_]);
@@ -94,6 +97,8 @@ private:
 
 } // namespace
 
-Page read_markdown(const Lines &lines) { return Reader(lines).read(); }
+Page read_markdown(const Lines &lines) {
+    return Reader(lines).read();
+}
 
 } // namespace zebdoc

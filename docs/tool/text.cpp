@@ -48,8 +48,7 @@ bool marked(const std::string &text, size_t at, Span *span, size_t *next) {
     if (text[at] != '[')
         return false;
     const size_t middle = text.find("](", at), end = text.find(')', middle);
-    if (middle == std::string::npos || end == std::string::npos ||
-        text.find('[', at + 1) < middle)
+    if (middle == std::string::npos || end == std::string::npos || text.find('[', at + 1) < middle)
         return false;
     *span = {Span::Kind::link, text.substr(at + 1, middle - at - 1),
              text.substr(middle + 2, end - middle - 2)};

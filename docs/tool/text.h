@@ -12,9 +12,9 @@ using Lines = std::vector<std::string>;
 struct Block {
     enum class Kind { heading, paragraph, item, definition, code, table };
     Kind kind;
-    std::string text;     // with Markdown's `code`, **bold** and [links](target)
-    std::string term;     // of a definition: "lnk, name", "Returns", "Threads"; of code: its language
-    int level = 0;        // of a heading
+    std::string text; // with Markdown's `code`, **bold** and [links](target)
+    std::string term; // of a definition: "lnk, name", "Returns", "Threads"; of code: its language
+    int level = 0;    // of a heading
     std::vector<Lines> rows = {}; // of a table, its heading first
 };
 using Page = std::vector<Block>;
