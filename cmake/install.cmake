@@ -43,7 +43,7 @@ install(FILES ${generated}/zeb2Config.cmake ${generated}/zeb2ConfigVersion.cmake
   DESTINATION ${ZEB2_INSTALL_CMAKE} COMPONENT libzeb2-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/first_daemon
   ${PROJECT_SOURCE_DIR}/examples/first_driver ${PROJECT_SOURCE_DIR}/examples/own_record
-  ${PROJECT_SOURCE_DIR}/examples/shared_variable
+  ${PROJECT_SOURCE_DIR}/examples/shared_variable ${PROJECT_SOURCE_DIR}/examples/tabular_file
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libzeb2-dev)
 # zeb2.pc names the prefix of the installation, which `cmake --install --prefix` may still change.
 install(CODE "

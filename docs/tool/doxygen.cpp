@@ -68,8 +68,12 @@ std::string block_text(const Block &block, bool is_void) {
 std::string comment(const std::string &head, const Lines &contract,
                     const std::set<std::string> &names, bool is_void = false) {
     std::string text = head;
-    for (const Block &block : read_contract(contract, names))
-        text += block_text(block, is_void);
+    bool in_list = false;
+    for (const Block &block : read_contract(contract, names)) {
+        const bool item = block.kind == Block::Kind::item;
+        text += (in_list && !item ? "\n" : "") + block_text(block, is_void);
+        in_list = item;
+    }
     std::string out = "/**\n";
     for (const std::string &line : split_lines(text))
         out += " * " + line + "\n";
@@ -195,9 +199,10 @@ std::string page_line(const std::string &line, const std::string &path) {
 } // namespace
 
 std::string doxygen_header(const Module &module) {
-    std::string out =
-        comment("@file " + module.file + "\n@brief " + inline_text(module.summary) + "\n\n",
-                module.preface, {});
+    std::string summary = module.summary;
+    summary[0] = char(std::toupper(static_cast<unsigned char>(summary[0])));
+    std::string out = comment("@file " + module.file + "\n@brief " + inline_text(summary) + "\n\n",
+                              module.preface, {});
     for (const Item &item : module.items)
         out += item_text(item, module.file) + "\n";
     return out;

@@ -27,6 +27,24 @@ mkdir "$ZEB2/etc"
 block conf 1 >"$ZEB2/etc/zeb.conf"
 [ -s "$ZEB2/etc/zeb.conf" ] || fail "the page has no configuration"
 
+table=$(dirname "$(installed tabular_file.c)")
+document=$docs/formats/tabular.md
+quotes() { # language, number, file: the file has the block, indented or not
+    case "$(sed 's/^ *//' "$3")" in
+    *"$(block "$1" "$2" | sed 's/^ *//')"*) ;;
+    *) fail "block $2 of $1 in $document is not in $3" ;;
+    esac
+}
+quotes c 1 "$table/tabular_file.c"
+quotes c 2 "$table/pump.h"
+build_example "$table"
+quietly "$work/build/tabular_file" "$work/pump.csv"
+[ "$(wc -l <"$work/pump.csv")" = 2 ] || fail "not two lines: $(cat "$work/pump.csv")"
+while read -r line; do
+    grep -q -x -F "$line" "$document" || fail "$document does not show $line"
+done <"$work/pump.csv"
+
+mv "$work/build" "$work/build.table"
 build_example "$record"
 mv "$work/build" "$work/build.record"
 build_example "$variable"
@@ -36,6 +54,10 @@ wait_for "the message server" "$zebctl" status
 start listener "$work/build.record/valve_listener"
 start valve "$work/build.record/valve"
 wait_for "the valve's record" grep -x 'valve: open, 4.5 l/min' "$work/listener.log"
+"$zebctl" record "$work/valve.zrec" --from valve --count 2 --seconds 60 2>"$work/record.log" ||
+    fail "nothing was recorded"
+"$zebctl" decode "$work/valve.zrec" --type MSG_VALVE_STATUS | grep -q -x '  flow DOUBLE = 4.5' ||
+    fail "zebctl decode does not show the valve's flow"
 stop_latest valve
 stop_latest listener
 
