@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "serverkit/report.h"
+#include "serverkit/streams.h"
 
 namespace daemon_kit {
 
@@ -172,6 +173,7 @@ int Daemon::parse_command_line(int argc, char **argv) {
 }
 
 bool Daemon::start(int argc, char **argv) {
+    serverkit::hold_standard_streams();
     const int status = parse_command_line(argc, argv);
     if (status >= 0) {
         exit_status_ = status;

@@ -1,6 +1,7 @@
 #include "program.h"
 
 #include "inspect.h"
+#include "streams.h"
 
 #include <CLI/CLI.hpp>
 #include <string>
@@ -23,6 +24,7 @@ int configure_and_serve(const Program &program, const std::string &file, bool ve
 } // namespace
 
 int run_program(const Program &program, int argc, char **argv) {
+    hold_standard_streams();
     std::string config_file;
     bool verbose = false;
     Inspection inspection;

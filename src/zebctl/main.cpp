@@ -8,6 +8,7 @@
 #include <zeb2/libzeb2.h>
 
 #include "command.h"
+#include "serverkit/streams.h"
 
 // The program's version and the file of the library that it runs with, which is another when one of
 // them was left behind by an upgrade.
@@ -22,6 +23,7 @@ static std::string version() {
 }
 
 int main(int argc, char **argv) {
+    serverkit::hold_standard_streams();
     CLI::App app("Watches, asks and commands a measuring station: see each subcommand's --help.");
     app.name("zebctl");
     app.set_version_flag("--version", version);
