@@ -264,6 +264,24 @@ bool stop_thread(pthread_t **thread, Caller caller) {
     _exit(1);
 }
 
+// How long a loop did not run before the present pass, when that is out of all proportion: it was
+// stopped, and what came in meanwhile is still to be read.
+class Stall {
+  public:
+    void look() {
+        const double now = steady_time();
+        seconds_ = last_ != 0.0 && now - last_ > k_longest_pass ? now - last_ : 0.0;
+        last_ = now;
+    }
+    double seconds() const { return seconds_; }
+
+  private:
+    static constexpr double k_longest_pass = 15.0; // s, half of the silence that ends a link
+    double last_ = 0.0, seconds_ = 0.0;
+};
+
+thread_local Stall g_stall;
+
 void report_failed_select(SelectSets *sets, int error, Caller caller) {
     errno = error;
     diag_message_errno(caller.file, caller.line, "Select failed");
@@ -274,6 +292,7 @@ void report_failed_select(SelectSets *sets, int error, Caller caller) {
 }
 
 void ServiceLoop::run(const sigset_t *select_mask) {
+    g_stall = {};
     for (;;) {
         pthread_testcancel();
         if (!prepare_select())
@@ -301,6 +320,7 @@ bool ServiceLoop::prepare_select() {
 
 void ServiceLoop::serve_selected(int result, int error) {
     const CancelGuard uncancelled;
+    g_stall.look();
     if (result > 0) {
         post_select();
     } else if (result == 0) {
@@ -344,9 +364,9 @@ double clock_step(FTIME now, double *offset) {
     const double present = now - steady_time();
     const double step = *offset == 0.0 ? 0.0 : present - *offset;
     if (*offset != 0.0 && std::fabs(step) < k_smallest_step)
-        return 0.0;
+        return g_stall.seconds();
     *offset = present;
-    return step;
+    return step + g_stall.seconds();
 }
 
 } // namespace zeb

@@ -235,7 +235,9 @@ double steady_time();
 // How far the wall clock was set since the last call, for carrying along what was stamped by it:
 //   lnk->last_rx_time += clock_step(now, &lnk->clock_offset);
 // `now` is the wall clock's present time; *offset belongs to the caller and starts at 0. Below a
-// second the result is 0: slewing is not a step, and what builds up is given out later.
+// second the result is 0: slewing is not a step, and what builds up is given out later. On the thread
+// of a loop that was stopped for long, the time of the stop is part of the step: nothing could be
+// heard, and the other side may have been stopped with it.
 double clock_step(FTIME now, double *offset);
 
 } // namespace zeb

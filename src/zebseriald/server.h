@@ -44,6 +44,7 @@ class Server {
     void check_clients();
     void check_deaf();
     void end_silent(Client &client);
+    void forgive(double seconds);
     void wake_at(double when) { next_check_ = std::min(next_check_, when); }
     double patience(const Client &client) const;
 
