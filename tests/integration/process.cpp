@@ -59,6 +59,8 @@ Process::Process(const std::string &directory, const std::vector<std::string> &c
             const rlimit limit{options.descriptors, options.descriptors};
             setrlimit(RLIMIT_NOFILE, &limit);
         }
+        if (options.before)
+            options.before();
         execv(arguments[0], arguments.data());
         _exit(127);
     }

@@ -1,6 +1,7 @@
 // process.h - a program under test: started with its own environment, its standard error kept.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <utility>
@@ -16,6 +17,7 @@ class Process {
         int input = -1;                                               // -1: the test's own
         // A terminal for its input and output, its controlling one; errors are kept as ever.
         std::string terminal = {};
+        std::function<void()> before = {}; // in the new process, before the program
     };
 
     // Starts it with standard output and standard error in files under `directory`.

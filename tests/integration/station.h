@@ -22,11 +22,15 @@ class Station : public ::testing::Test {
     // directory, and what is given.
     void configure(const std::string &lines);
 
+    // Starts the servers, again if they ran; true once both are listened to.
+    bool start_servers();
+
     using Environment = std::vector<std::pair<std::string, std::string>>;
     // Starts a program of the station in its own directory.
     std::unique_ptr<Process> run(std::vector<std::string> command, Environment environment = {});
     std::unique_ptr<Process> shell(const std::string &line);
 
+    static constexpr int k_any = -2; // status that is not looked at
     // Runs zebctl to its end and returns what it printed; what it said is in errors_.
     std::string ask(std::vector<std::string> arguments, int expected = 0);
     // The next so many messages of a type, as `zebctl watch --json` shows them.
@@ -41,6 +45,8 @@ class Station : public ::testing::Test {
     static bool says(const Process &process, const std::string &text);
 
     TempDir dir_;
+    Environment environment_;      // of every program from then on
+    std::function<void()> before_; // done in every new process from then on
     std::unique_ptr<Process> server_, serial_;
     bool ready_ = false;
     std::string errors_;
