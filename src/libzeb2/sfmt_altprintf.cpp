@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <langinfo.h>
 #include <string_view>
 
 namespace {
@@ -170,12 +171,30 @@ class PrintfText {
     bool valid_;
 };
 
+void print_to(SFMT_buffer *bf, const char *format, auto value) {
+    SFMT_printfcat(bf, format, value);
+}
+
+// Columns are parted by commas: a number has a point, whatever the program's locale.
+void print_to(SFMT_buffer *bf, const char *format, double value) {
+    const char *radix = nl_langinfo(RADIXCHAR);
+    const bool other = strcmp(radix, ".") != 0 && *radix != '\0';
+    const size_t before = other && bf->buffer != nullptr ? strlen(bf->buffer) : 0;
+    SFMT_printfcat(bf, format, value);
+    char *found = other && bf->buffer != nullptr ? strstr(bf->buffer + before, radix) : nullptr;
+    if (found == nullptr)
+        return;
+    *found = '.';
+    const char *rest = found + strlen(radix);
+    memmove(found + 1, rest, strlen(rest) + 1);
+}
+
 template <class T> void print(TextWriter &out, const PrintfText &text, T value) {
     if (!text.valid())
         return;
     SFMT_buffer *bf = out.settled_buffer();
     if (!out.failed())
-        SFMT_printfcat(bf, text.c_str(), value);
+        print_to(bf, text.c_str(), value);
     out.resume();
 }
 
