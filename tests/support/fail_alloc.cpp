@@ -10,6 +10,8 @@ thread_local zeb::test::Alloc t_kind;
 thread_local bool t_failed = false;
 
 bool fails(zeb::test::Alloc kind) {
+    if (zeb::test::allocation_fails())
+        return true;
     if (t_left == 0 || kind != t_kind || --t_left > 0)
         return false;
     t_failed = true;
@@ -17,7 +19,21 @@ bool fails(zeb::test::Alloc kind) {
     return true;
 }
 
+template <class T> T *noted(T *block) {
+    if (block != nullptr)
+        zeb::test::note_allocation();
+    return block;
+}
+
 } // namespace
+
+// What a program without fail_calls.cpp has of it.
+namespace zeb::test {
+__attribute__((weak)) bool allocation_fails() {
+    return false;
+}
+__attribute__((weak)) void note_allocation() {}
+} // namespace zeb::test
 
 // The names that the linker puts in place of the allocation functions and of the real ones.
 extern "C" {
@@ -27,16 +43,19 @@ void *__real_realloc(void *block, size_t size);
 char *__real_strdup(const char *text);
 
 void *__wrap_malloc(size_t size) {
-    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_malloc(size);
+    return fails(zeb::test::Alloc::fresh) ? nullptr : noted(__real_malloc(size));
 }
 void *__wrap_calloc(size_t count, size_t size) {
-    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_calloc(count, size);
+    return fails(zeb::test::Alloc::fresh) ? nullptr : noted(__real_calloc(count, size));
 }
 void *__wrap_realloc(void *block, size_t size) {
-    return fails(zeb::test::Alloc::resized) ? nullptr : __real_realloc(block, size);
+    if (fails(zeb::test::Alloc::resized))
+        return nullptr;
+    void *result = __real_realloc(block, size);
+    return block == nullptr ? noted(result) : result;
 }
 char *__wrap_strdup(const char *text) {
-    return fails(zeb::test::Alloc::fresh) ? nullptr : __real_strdup(text);
+    return fails(zeb::test::Alloc::fresh) ? nullptr : noted(__real_strdup(text));
 }
 }
 

@@ -16,4 +16,9 @@ class FailingAlloc {
     FailingAlloc &operator=(const FailingAlloc &) = delete;
 };
 
+// For fail_calls.cpp, which makes allocations of all threads fail and counts blocks: whether this
+// one is to fail, with errno, and that one succeeded.
+bool allocation_fails();
+void note_allocation();
+
 } // namespace zeb::test
