@@ -167,7 +167,7 @@ class Inbox {
                 return false;
             ZEBMSG_process_messages(lnk_, received, this);
             EVENTAT_run(UTIL_ftime());
-            UTIL_sched_yield();
+            UTIL_fsleep(0.0003);
         }
         return true;
     }
@@ -318,22 +318,33 @@ class ThreadsSession : public Program {
     void end() {
         log_.close();
         steps.at("disconnect");
-        SERIALCOM_disconnect(&serial_);
-        ZEBMSG_disconnect(&msg_);
-        free(serial_.thd); // of a link that was lost, whose thread has ended
-        serial_.thd = nullptr;
+        release_ended_thread();
+        disconnect();
         if (served_)
             ZEBFILE_destroy();
         release();
     }
     void end_again() {
-        SERIALCOM_disconnect(&serial_);
-        ZEBMSG_disconnect(&msg_);
+        disconnect();
         if (served_)
             ZEBFILE_destroy();
     }
 
   private:
+    void disconnect() {
+        SERIALCOM_disconnect(&serial_);
+        if (serial_.thd == nullptr)
+            SERIALCOM_multi_destroy(&serial_); // of a link that did not connect, the socket
+        ZEBMSG_disconnect(&msg_);
+    }
+    // A link that was lost leaves the thread that it had.
+    void release_ended_thread() {
+        if (serial_.thd == nullptr || SERIALCOM_test_connected_ext(&serial_) != -1)
+            return;
+        pthread_join(*serial_.thd, nullptr);
+        free(serial_.thd);
+        serial_.thd = nullptr;
+    }
     bool connect() {
         steps.at("connect");
         ZEBMSG_connect_params params = {k_configured_name, ZEBMSG_get_host_str(root, local)};
