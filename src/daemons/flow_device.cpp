@@ -83,7 +83,7 @@ void Device::set_valve(Frame reply, const Callback &answer) {
     say(reply, k_answer, decimal(valve_, 2), answer);
 }
 
-void Device::identify(Frame reply, const Callback &answer) {
+void Device::identify(const Frame &reply, const Callback &answer) {
     for (const char *property :
          {"MODEL=Simulated flow controller", "SERIAL=SIM-0001", "FIRMWARE=1.0"})
         say(reply, k_answer, property, answer);

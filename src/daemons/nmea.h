@@ -39,7 +39,9 @@ struct Sentence {
     size_t count = 0;
 
     // Field i counted from 1 behind the address; empty when the sentence has fewer.
-    std::string_view field(size_t i) const { return i >= 1 && i <= count ? fields[i - 1] : ""; }
+    std::string_view field(size_t i) const {
+        return i >= 1 && i <= count ? fields[i - 1] : std::string_view();
+    }
 };
 
 // Takes one line without its end. The checksum is the exclusive or of the characters between "$"

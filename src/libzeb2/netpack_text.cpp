@@ -99,7 +99,8 @@ bool NameText::compose(std::string_view prefix, std::string_view name, size_t nu
     char *end = copied(copied(text_, prefix), name);
     if (number != 0) {
         char digits[k_number_text];
-        end = copied(end, {digits, number_text(number, digits)});
+        const size_t length = number_text(number, digits);
+        end = copied(end, {digits, length});
     }
     size_ = terminated(text_, copied(end, tail));
     return true;

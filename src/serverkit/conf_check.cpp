@@ -34,7 +34,8 @@ bool is_blank(const std::string &text) {
 std::string stripped(const std::string &text) {
     std::string result = text;
     UTIL_strip_lead_trail_space(result.data());
-    return result.c_str();
+    result.resize(strlen(result.c_str()));
+    return result;
 }
 
 // The text between single quotes, shortened, with the bytes a terminal must not see as hex.
