@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and the demo need, and only those that are
-# missing. Works as root or with sudo. --bench adds the programs that the benchmarks compare with.
+# missing. Works as root or with sudo. --bench adds the programs that the benchmarks compare with,
+# --analysis what judges the sources and measures how much of them the tests reach.
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build pkg-config g++-multilib clang llvm libclang-rt-dev
@@ -12,8 +13,9 @@ bench_packages=(libboost-dev libmsgpack-cxx-dev libmosquitto-dev mosquitto libhi
 for argument in "$@"; do
     case $argument in
     --bench) packages+=("${bench_packages[@]}") ;;
+    --analysis) packages+=(clang-tidy cppcheck gcovr) ;;
     -h | --help)
-        sed -n '2,3s/^# //p' "$0"
+        sed -n '2,4s/^# //p' "$0"
         exit 0
         ;;
     *)
