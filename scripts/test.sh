@@ -2,6 +2,8 @@
 # Set-up, build and every test: native, with AddressSanitizer and UndefinedBehaviorSanitizer, with
 # ThreadSanitizer, and as 32-bit; at last ten million runs of the fuzzers (docs/fuzzing.md).
 #   --quick            only the native build
+#   --long             with the tests that take long: every fault of docs/reliability.md, every call
+#                      failing in turn, a soak of two minutes, analysis of the sources
 #   --preset NAME      only this one (release, asan, tsan, i386, fuzz); may be repeated
 #   --no-setup         install nothing
 set -euo pipefail
@@ -9,16 +11,18 @@ cd "$(dirname "$0")/.."
 
 presets=()
 setup=yes
+long=OFF
 while [ $# -gt 0 ]; do
     case $1 in
     --quick) presets=(release) ;;
+    --long) long=ON ;;
     --preset)
         presets+=("${2:?--preset wants a name}")
         shift
         ;;
     --no-setup) setup=no ;;
     -h | --help)
-        sed -n '2,6s/^# \{0,1\}//p' "$0"
+        sed -n '2,8s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
@@ -29,7 +33,12 @@ while [ $# -gt 0 ]; do
     shift
 done
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan i386 fuzz)
-[ $setup = no ] || scripts/setup.sh
+setup_options=()
+if [ $long = ON ]; then
+    setup_options=(--analysis)
+    export ZEB_LOG_KILLS=${ZEB_LOG_KILLS:-250} # daemons of each of four kinds
+fi
+[ $setup = no ] || scripts/setup.sh "${setup_options[@]}"
 
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
@@ -39,7 +48,7 @@ for preset in "${presets[@]}"; do
     started=$SECONDS
     echo
     echo "=== $preset: build"
-    cmake --preset "$preset"
+    cmake --preset "$preset" -DZEB_LONG_TESTS=$long
     # ThreadSanitizer has something to say only where threads meet.
     target=(all)
     selection=()
