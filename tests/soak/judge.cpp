@@ -70,13 +70,20 @@ void PeerReports::read(double time) {
     read_ = time;
     gap_ = gap;
     gaps_.push_back({time, gap});
+    arrivals_.push_back({time, static_cast<double>(totals_.received)});
     // The report of the second in which it went on tells of the time before.
     if (!member_->is_stopped() && !was_stopped_)
         worst_gap_ = std::max(worst_gap_, gap);
     was_stopped_ = member_->is_stopped();
 }
 
-std::vector<std::string> PeerReports::judge(double begin, double end) const {
+double PeerReports::rate_between(double begin, double end) const {
+    const auto first = std::find_if(arrivals_.begin(), arrivals_.end(),
+                                    [&](const Point &point) { return point.time >= begin; });
+    return first == arrivals_.end() ? 0 : (arrivals_.back().value - first->value) / (end - begin);
+}
+
+std::vector<std::string> PeerReports::judge(double begin, double end, bool carried) const {
     std::vector<std::string> complaints;
     const auto complain_if = [&](bool is_wrong, const std::string &what) {
         if (is_wrong)
@@ -93,9 +100,9 @@ std::vector<std::string> PeerReports::judge(double begin, double end) const {
     complain_if(totals_.received == 0, "nothing was received");
     complain_if(totals_.lost > 0, std::to_string(totals_.lost) + " messages lost");
     complain_if(totals_.doubled > 0, std::to_string(totals_.doubled) + " messages doubled");
-    complain_if(worst_gap_ > k_longest_gap,
+    complain_if(carried && worst_gap_ > k_longest_gap,
                 "its dispatch loop stood still for " + text_of(worst_gap_) + " ms");
-    complain_if(rise > k_gap_rise,
+    complain_if(carried && rise > k_gap_rise,
                 "the gaps of its dispatch loop have risen by " + text_of(rise) + " ms");
     if (!complaints.empty())
         complaints.push_back(name() + " said:\n" + member_->process().errors());
@@ -106,7 +113,7 @@ void print_heading() {
     printf("\n%-11s %6s  %s\n", "program", "starts", "at the end (rise since the first third)");
 }
 
-std::vector<std::string> judge_usage(const Member &member, double begin, double end) {
+std::vector<std::string> judge_usage(const Member &member, double begin, double end, bool carried) {
     const auto samples = member.samples_since(begin);
     printf("%-11s %6d ", member.name().c_str(), member.starts());
     if (samples.size() < 3 || begin > (end + end / 3) / 2) {
@@ -120,7 +127,8 @@ std::vector<std::string> judge_usage(const Member &member, double begin, double 
             points.push_back({sample.time, quantity.of(sample)});
         const double rise = rise_of(points).value_or(0);
         printf(" %s %.0f (%+.1f)", quantity.code, points.back().value, rise);
-        if (rise > quantity.limit)
+        const bool is_judged = carried || &quantity != &k_quantities[0];
+        if (is_judged && rise > quantity.limit)
             complaints.push_back(member.name() + ": " + quantity.what + " rose by " +
                                  text_of(rise) + ", more than " + text_of(quantity.limit));
     }

@@ -24,8 +24,10 @@ class PeerReports {
     double received_per_second() const { return received_per_second_; }
     double gap() const { return gap_; } // ms, of the last second
     const std::string &name() const { return member_->name(); }
+    // Messages received a second between the two times, pauses of every kind included.
+    double rate_between(double begin, double end) const;
     // The numbers, and the cycles of the dispatch thread from `begin` on; prints a line.
-    std::vector<std::string> judge(double begin, double end) const;
+    std::vector<std::string> judge(double begin, double end, bool carried) const;
 
   private:
     Member *member_;
@@ -35,11 +37,13 @@ class PeerReports {
     double gap_ = 0, worst_gap_ = 0; // the worst while the peer was not stopped
     bool was_stopped_ = false;
     std::vector<Point> gaps_;
+    std::vector<Point> arrivals_; // messages received up to each report
 };
 
 void print_heading();
-// Whether a program took ever more between the two times; prints a line.
-std::vector<std::string> judge_usage(const Member &member, double begin, double end);
+// Whether a program took ever more between the two times; prints a line. Memory is not judged where
+// the machine did not carry the load: queues then grow, and a heap that has grown stays so.
+std::vector<std::string> judge_usage(const Member &member, double begin, double end, bool carried);
 
 // Log files that hold anything but whole lines. The last line of a daemon that was killed may be
 // torn.
