@@ -81,7 +81,7 @@ missing=$(cd "$work/all/usr" && find . -type f | while read -r file; do
     case $file in
     ./lib/systemd/*) [ -f "$root/$file" ] ;;
     */zsh/site-functions/*) [ -f "$root/usr/${file/site-functions/vendor-completions}" ] ;;
-    */man/*) [ -f "$root/usr/$file.gz" ] ;;
+    ./share/man/*) [ -f "$root/usr/$file.gz" ] || [ -L "$root/usr/$file.gz" ] ;;
     *) [ -f "$root/usr/$file" ] ;;
     esac || echo "$file"
 done)
