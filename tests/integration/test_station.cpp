@@ -85,8 +85,9 @@ TEST_F(Station, GpsDigestsEveryCapturedSentence) {
         {"ublox-neo-m9n-nmea.nmea", "61", "1403 sentences, 0 refused, 61 instants, 61 with a fix"}};
     for (const auto &[name, instants, counted] : captured) {
         Receiver receiver(dir_ / "receiver");
+        // A request for each sentence takes its time on a busy machine.
         const auto watch = run({"zebctl", "watch", "--type", "MSG_GPS_INSTANT", "--count", instants,
-                                "--timeout", "20"});
+                                "--timeout", "55"});
         ASSERT_TRUE(wait_for_clients(1));
         const auto gps = run({"gps"});
         ASSERT_TRUE(says(*gps, "Serial server handshake complete")); // its line is read from now on
@@ -94,6 +95,7 @@ TEST_F(Station, GpsDigestsEveryCapturedSentence) {
         gps->signal(SIGSTOP);
         receiver.say(read_file(folder + name));
         gps->signal(SIGCONT);
+        EXPECT_TRUE(wait_until([&] { return !watch->running(); }, 55));
         EXPECT_EQ(watch->wait(), 0) << watch->errors();
         gps->signal(SIGTERM);
         EXPECT_EQ(gps->wait(), 0) << gps->errors();
