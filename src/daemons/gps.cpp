@@ -14,6 +14,7 @@
 
 namespace {
 
+constexpr size_t k_kept = 128 * 1024;      // more than the port server keeps unless configured
 constexpr double k_quiet = 0.3;            // s of silence that end the sentences of an instant
 constexpr double k_retry = 1.0;            // s between attempts on a line that is gone
 constexpr double k_status_interval = 10.0; // s
@@ -141,7 +142,7 @@ class Receiver {
 
     // Reads up to the end of a line, or what has come when that takes too long.
     Said read(const nmea::Lines::Callback &line) {
-        char bytes[4096];
+        char bytes[k_kept];
         long got =
             SERIALCOM_read_until_string(station_.line(), "\n", k_quiet, -1.0, bytes, sizeof bytes);
         const bool complete = got >= 0;
