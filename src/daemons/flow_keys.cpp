@@ -98,7 +98,7 @@ void read(Settings &settings) {
     const std::string gain = settings.own("PID;P");
     CONF_set(settings.root(), gain.c_str(), settings.text(gain).c_str());
     provide_variables(settings);
-    for (const char *key : {"Address", "Interval", "Timeout", "PID;P"})
+    for (const char *key : {"Address", "Interval", "Timeout"})
         settings.number(settings.own(key));
     const double most = settings.number(settings.own("MaxFlow"));
     const double setpoint = settings.number(settings.own("Setpoint"));
