@@ -7,8 +7,8 @@
 #   --dir DIR          the copy and its build, kept for the next time (default: a temporary one)
 #   --no-setup         install nothing
 #
-# A fault is a file NN-NAME.fault: a line that says what is wrong, FILE, TESTS (programs; all tests
-# when there are none), and the text OLD that becomes NEW, which must be in the file exactly once.
+# A fault is a file NN-NAME.fault: a line that says what is wrong, FILE, TESTS (the programs that ought
+# to find it), and the text OLD that becomes NEW, which must be in the file exactly once.
 set -euo pipefail
 
 check=no
@@ -106,7 +106,7 @@ pass() {
     local program path
     for program in "$@"; do
         path=$(find build/release/tests -name "$program" -type f -perm -u+x | head -n 1)
-        timeout --kill-after=5 "${SEEDED_TIMEOUT:-180}" "$path" --gtest_fail_fast --gtest_brief=1 \
+        timeout --kill-after=5 "${SEEDED_TIMEOUT:-180}" "$path" --gtest_fail_fast \
             >"$dir/test.log" 2>&1 || return 1
     done
 }
