@@ -3,6 +3,8 @@
 //   zebdoc filter DOCS FILE               the file as Doxygen is to read it; pages lie below DOCS
 //   zebdoc page NAME SECTION DATE MANUAL FILE   a manual page of a header or a page
 //   zebdoc names HEADER                   the functions of a header, one a line
+//   zebdoc sequences HEADER OUT           the call sequences of its preface: OUT.1.file and
+//                                         OUT.1.function, OUT.2.file, ...; an error without one
 //   zebdoc links DIRECTORY                names broken links of a site
 #include "text.h"
 
@@ -78,6 +80,27 @@ int names(const std::string &file) {
     return 0;
 }
 
+bool write(const std::string &file, const std::string &text) {
+    std::ofstream out(file);
+    out << text;
+    out.close();
+    if (!out)
+        std::cerr << "zebdoc: cannot write " << file << "\n";
+    return bool(out);
+}
+
+int sequences(const std::string &header, const std::string &out) {
+    const std::vector<Sequence> all = call_sequences(read_header(read(header)));
+    bool good = !all.empty();
+    if (all.empty())
+        std::cerr << header << ": no call sequence in its preface\n";
+    for (size_t i = 0; i < all.size(); ++i) {
+        const std::string name = out + "." + std::to_string(i + 1);
+        good &= write(name + ".file", all[i].file) && write(name + ".function", all[i].function);
+    }
+    return good ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -89,8 +112,10 @@ int main(int argc, char **argv) {
         return page({arguments[1], arguments[2], arguments[3], arguments[4], ""}, arguments[5]);
     if (mode == "names" && arguments.size() == 2)
         return names(arguments[1]);
+    if (mode == "sequences" && arguments.size() == 3)
+        return sequences(arguments[1], arguments[2]);
     if (mode == "links" && arguments.size() == 2)
         return check_links(arguments[1]) ? 0 : 1;
-    std::cerr << "usage: zebdoc filter|page|names|links ..., see main.cpp\n";
+    std::cerr << "usage: zebdoc filter|page|names|sequences|links ..., see main.cpp\n";
     return 2;
 }

@@ -58,6 +58,12 @@ struct Module {
 };
 Module read_header(const Lines &lines);
 
+// A call sequence of a preface: what stands in a function, and before it what cannot.
+struct Sequence {
+    std::string file, function;
+};
+std::vector<Sequence> call_sequences(const Module &module);
+
 // ---- Output ----
 
 struct ManTitle {

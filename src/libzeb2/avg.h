@@ -7,8 +7,8 @@
  *
  *   AVG_shifting avg;
  *   AVG_shift_init(&avg);
- *   AVG_shift_add(&avg, reading);                                  each second
- *   log(AVG_shift_avg(&avg), AVG_shift_running_avg(&avg));         each minute
+ *   AVG_shift_add(&avg, reading); // each second
+ *   write_line(AVG_shift_avg(&avg), AVG_shift_running_avg(&avg)); // each minute, and then
  *   AVG_shift_clear(&avg);
  *   AVG_shift_delete(&avg);
  *

@@ -4,10 +4,11 @@
  * are no part of a path and vanish wherever they stand. A module is given the whole tree and a
  * branch of its own, and applies its own default where a look-up yields null.
  *
- *   CONF_node *conf = CONF_get_default();                    etc/zeb.conf below $ZEB2
- *   if (conf == NULL) conf = CONF_alloc();                   no file: defaults everywhere
- *   const char *dir = CONF_lookup(conf, "Disk;LogDir");      the file's line: Disk;LogDir,/data
- *   CONF_node *local = CONF_lookup_tree(conf, "Neph");       a branch, itself usable as a tree
+ *   CONF_node *conf = CONF_get_default(); // etc/zeb.conf below $ZEB2
+ *   if (conf == NULL)
+ *       conf = CONF_alloc(); // no file: defaults everywhere
+ *   const char *dir = CONF_lookup(conf, "Disk;LogDir"); // the file's line: Disk;LogDir,/data
+ *   CONF_node *local = CONF_lookup_tree(conf, "Neph");  // a branch, itself usable as a tree
  *   const char *baud = CONF_lookup_va(local, "Port", "Baud", NULL);
  *   CONF_free(conf);
  *

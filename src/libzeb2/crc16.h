@@ -6,7 +6,9 @@
  *   table[i] = i shifted right eight times, with "xor 0xA001" whenever a 1 was shifted out
  *   c        = table[(byte xor c) and 0xFF] xor (c >> 8)
  *
- *   CRC16_inittable();                          LIBZEB_init has done so
+ * The CRC of a line:
+ *
+ *   CRC16_inittable(); // LIBZEB_init has done so
  *   WORD crc = CRC16_calccrc(line, length);
  */
 #ifndef ZEB2_CRC16_H

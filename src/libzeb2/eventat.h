@@ -2,10 +2,13 @@
  *
  *   void sample(EVENTAT_params *p, EVENTAT_action *a, void *param) {
  *       take_sample(*(struct channel **)param);
- *       a->repeat_time = p->sched_time + 60.0;      once a minute, without drift
+ *       a->repeat_time = p->sched_time + 60.0; // once a minute, without drift
  *   }
  *   EVENTAT_add(UTIL_ftime() + 60.0, sample, &channel, sizeof channel);
- *   for (;;) { ...; EVENTAT_run(0); }
+ *   while (!UTIL_exit_poll()) {
+ *       UTIL_fsleep(0.25);
+ *       EVENTAT_run(0);
+ *   }
  *
  * The process has one list of events, in the order they were added. LIBZEB_init empties it and
  * LIBZEB_cleanup releases it.

@@ -5,11 +5,11 @@
  * connected together, serviced by one thread.
  *
  *   INST_link inst;
- *   ... LIBZEB_init, UTIL_exit_signal_poll_setup, fill msg and port ...
+ *   // LIBZEB_init, UTIL_exit_signal_poll_setup, fill msg and port
  *   if (INST_connect(&inst, &msg, &port, NULL, NULL, NULL) && INST_wait_connected(&inst)) {
  *       UTIL_startupokay();
  *       while (INST_sleep(&inst, 1.0)) {
- *           ... requests on inst.sc_lnk, ZEBMSG_queue_message(&inst.msg_lnk, ...) ...
+ *           // requests on inst.sc_lnk, ZEBMSG_queue_message on inst.msg_lnk
  *           ZEBMSG_process_messages(&inst.msg_lnk, on_message, NULL);
  *           EVENTAT_run(0);
  *       }

@@ -11,20 +11,27 @@
  *   IO_real_input_init(&inputs);
  *   CONF_node *tree = CONF_lookup_tree(local, "analog");
  *   IO_real_input_build(&inputs, tree, define, NULL, NULL, NULL, NULL);
- *   each second:             IO_real_input_update(&inputs, NULL);
- *                            IO_real_input_send_instant(&inputs, &lnk);
- *   each averaging period:   IO_real_input_send_avg(&inputs, &lnk, UTIL_ftime());
- *                            IO_real_input_clear_avg(&inputs);
- *   at the end:              IO_real_input_delete(&inputs);
+ *   // each second
+ *   IO_real_input_update(&inputs, NULL);
+ *   IO_real_input_send_instant(&inputs, &lnk);
+ *   // at the end of each averaging period
+ *   IO_real_input_send_avg(&inputs, &lnk, UTIL_ftime());
+ *   IO_real_input_clear_avg(&inputs);
+ *   // at the end
+ *   IO_real_input_delete(&inputs);
  *
  * A user of T1 that sets an output:
  *
  *   IO_init();
  *   IO_register_link(&lnk);
- *   in the main loop:        ZEBMSG_process_messages(&lnk, on_message, NULL);
- *                            double T = IO_lookup("T1");              MVC while unknown
- *                            if (T > 30 && T != MVC) IO_set(&lnk, "fan.speed", 1200);
- *   at the end:              ZEBMSG_disconnect(&lnk); IO_cleanup();
+ *   // in the main loop
+ *   ZEBMSG_process_messages(&lnk, on_message, NULL);
+ *   double T = IO_lookup("T1"); // MVC while unknown
+ *   if (T > 30 && T != MVC)
+ *       IO_set(&lnk, "fan.speed", 1200);
+ *   // at the end
+ *   ZEBMSG_disconnect(&lnk);
+ *   IO_cleanup();
  *
  * Values go when the program that first published them leaves. An output's last request is kept by
  * the program that made it, and sent again to whoever asks for it: a provider that starts calls

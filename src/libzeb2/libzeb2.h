@@ -6,7 +6,7 @@
  *       if (!LIBZEB_init("gps"))
  *           return 1;
  *       UTIL_exit_signal_poll_setup();
- *       ... connect, UTIL_startupokay(), the main loop until UTIL_exit_poll() ...
+ *       // connect, UTIL_startupokay(), the main loop until UTIL_exit_poll()
  *       LIBZEB_cleanup();
  *       return 0;
  *   }

@@ -9,12 +9,15 @@
  *   static const LOG_map_defn vars[] = {
  *       {"T", "*3.2f", NULL, LVT_DOUBLE, &T, NULL, NULL, NULL, "Temperature (C)"},
  *       {NULL, NULL, NULL, LVT_END, NULL, NULL, NULL, NULL, NULL}};
- *   void write_average(LOG_file *f, FTIME time) { LOG_write(f, &inst, "S", time); }
+ *   void write_average(LOG_file *f, FTIME time) {
+ *       LOG_write(f, &inst, "S", time);
+ *   }
  *
  *   LOG_file f;
  *   LOG_init(&f);
  *   LOG_define_record(&f, "S", "T", vars, local, FALSE);
- *   if (!LOG_open(&f, root, local, &inst.msg_lnk)) ...
+ *   if (!LOG_open(&f, root, local, &inst.msg_lnk))
+ *       return 1;
  *   LOG_register_link(&f, &inst.msg_lnk, NULL, write_average);
  *   while (INST_sleep(&inst, 1.0)) {
  *       T = read_instrument();

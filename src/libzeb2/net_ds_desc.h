@@ -1,4 +1,14 @@
-/* net_ds_desc.h - descriptions of records ("data structures") in the generated catalogue. */
+/* net_ds_desc.h - descriptions of records ("data structures") in the generated catalogue.
+ *
+ * Tables that the program only reads. What looks up, packs and prints by them is in netpack.h.
+ *
+ *   for (size_t i = 0; i < _ndsd_structures_count_ext; ++i) {
+ *       const NETDSD_entry *record = &_ndsd_structures_ext[i];
+ *       for (size_t k = 0; k < record->count_fields; ++k)
+ *           printf("%s.%s: %s\n", record->name, record->fields[k].name, record->fields[k].comment);
+ *   }
+ *
+ * Threads: any; nothing here changes. */
 #ifndef ZEB2_NET_DS_DESC_H
 #define ZEB2_NET_DS_DESC_H
 

@@ -1,4 +1,12 @@
-/* net_msg_desc.h - descriptions of messages in the generated catalogue. */
+/* net_msg_desc.h - descriptions of messages in the generated catalogue.
+ *
+ * A table that the program only reads, with the constant of a message as index.
+ *
+ *   const NETMSG_entry *message = &_nmsg_list_ext[MSG_GPS_INSTANT];
+ *   if (message->ds_tie != NULL)
+ *       printf("%s carries a %s\n", message->name, message->ds_tie);
+ *
+ * Threads: any; nothing here changes. */
 #ifndef ZEB2_NET_MSG_DESC_H
 #define ZEB2_NET_MSG_DESC_H
 

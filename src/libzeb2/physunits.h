@@ -4,8 +4,8 @@
  * reading is passed on as it is.
  *
  *   PHYSUNITS_poly cal;
- *   PHYSUNITS_buildpoly(&cal, CONF_lookup(local, "cal"));     the file's line: cal,0.5;2
- *   double flow = PHYSUNITS_applypoly(&cal, volts);           0.5 + 2 volts
+ *   PHYSUNITS_buildpoly(&cal, CONF_lookup(local, "cal")); // the file's line: cal,0.5;2
+ *   double flow = PHYSUNITS_applypoly(&cal, volts);       // 0.5 + 2 volts
  *   PHYSUNITS_freepoly(&cal);
  *
  * Threads: nothing here locks. Any number of threads may apply one polynomial as long as none

@@ -6,9 +6,11 @@
  *
  *   Pump;P,0.5    Pump;P;min,0    Pump;P;max,100    Pump;I,30    Pump;D,0    Pump;cal;PV,0.1;2
  *
+ * and the daemon does this:
+ *
  *   PID_controller pid;
  *   PID_control_build(&pid, CONF_lookup_tree(local, "Pump"));
- *   drive(PID_control_process_auto(&pid, volts, 16.7));           each second
+ *   drive(PID_control_process_auto(&pid, volts, 16.7)); // each second
  *   PHYSUNITS_freepoly(&pid.pv_cal);
  *   PHYSUNITS_freepoly(&pid.out_cal);
  *

@@ -1,12 +1,12 @@
 /* prgpipe.h - child processes whose standard streams are served by the buffered descriptors.
  *
  *   PRGPIPE_link pump;
- *   char *args[] = {"--port", "3", "end", NULL};            "end" is not passed on
+ *   char *args[] = {(char *)"--port", (char *)"3", (char *)"end", NULL}; // "end" is not passed on
  *   if (PRGPIPE_createchild("bin/pump", &pump, FALSE, args)) {
  *       ZEBFILE_printf(pump.write_stdin, "flow %g\n", flow);
- *       while (ZEBFILE_readuntil_blocking(pump.read_stdout, line, sizeof line, "\n", 0) !=
- * (size_t)-1)
- *           ...
+ *       const int answers = pump.read_stdout;
+ *       while (ZEBFILE_readuntil_blocking(answers, line, sizeof line, "\n", 0) != (size_t)-1)
+ *           take(line);
  *       PRGPIPE_killchild(&pump);
  *   }
  *

@@ -15,7 +15,7 @@
  *       SERIALCOM_set_port_params(&lnk, &pps);
  *       if (SERIALCOM_issue_write_string(&lnk, "RD\r") &&
  *           SERIALCOM_read_until_string(&lnk, "\r", 2.0, -1.0, line, sizeof line) >= 0)
- *           ... line is what the instrument answered ...
+ *           take(line); // what the instrument answered
  *   }
  *   SERIALCOM_disconnect(&lnk);
  *

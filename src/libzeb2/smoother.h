@@ -5,7 +5,7 @@
  * b0 is never used, and bj takes the output j + 1 steps back.
  *
  *   SMOOTHER_type smoother;
- *   SMOOTHER_init(&smoother, CONF_lookup_tree(local, "Smooth"));   the file's line: Smooth;A,0.5
+ *   SMOOTHER_init(&smoother, CONF_lookup_tree(local, "Smooth")); // the file's line: Smooth;A,0.5
  *   double y = SMOOTHER_smooth(&smoother, x);
  *   SMOOTEHR_delete(&smoother);
  *

@@ -2,9 +2,9 @@
  *
  * A daemon's main thread, before it starts other threads:
  *
- *   UTIL_exit_signal_poll_setup();       SIGINT and SIGTERM now only raise a flag
- *   ... read the configuration, open the instrument ...
- *   UTIL_startupokay();                  tell whoever launched us
+ *   UTIL_exit_signal_poll_setup(); // SIGINT and SIGTERM now only raise a flag
+ *   open_instrument();             // and the configuration, the links, ...
+ *   UTIL_startupokay();            // tell whoever launched us
  *   while (!UTIL_exit_poll())
  *       UTIL_fsleep(0.25);
  *

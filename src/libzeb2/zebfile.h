@@ -1,12 +1,13 @@
 /* zebfile.h - descriptors read and written without waiting: one buffer each, one thread that moves
  * the bytes.
  *
- *   ZEBFILE_init();                                    or the hooks below in a loop of your own
- *   int fh = ZEBFILE_open("/var/log/neph", ZEBFILE_WRITE, O_APPEND);
- *   ZEBFILE_printf(fh, "%s,%g\n", time, pressure);     queued; returns at once
+ *   ZEBFILE_init(); // or the hooks below in a loop of your own
+ *   int fh = ZEBFILE_open(file_name, ZEBFILE_WRITE, O_APPEND);
+ *   ZEBFILE_printf(fh, "%s,%g\n", station, pressure); // queued; returns at once
  *   ZEBFILE_associate_fh(pipe_fh, ZEBFILE_READ);
  *   char line[128];
- *   while (ZEBFILE_readuntil_blocking(pipe_fh, line, sizeof line, "\n", 0) != (size_t)-1) ...
+ *   while (ZEBFILE_readuntil_blocking(pipe_fh, line, sizeof line, "\n", 0) != (size_t)-1)
+ *       take(line);
  *   ZEBFILE_close(fh);
  *   ZEBFILE_destroy();
  *

@@ -15,7 +15,7 @@
  *   memset(&lnk, 0, sizeof lnk);
  *   if (ZEBMSG_connect(&cp, &lnk) && ZEBMSG_wait_connected(&lnk)) {
  *       ZEBMSG_register_init(&ii);
- *       ... fill ii.type, ii.display_name, ii.id_ch ...
+ *       // fill ii.type, ii.display_name, ii.id_ch
  *       ZEBMSG_do_tags(&ii, root, local);
  *       ZEBMSG_register_instrument(&lnk, &ii);
  *       while (!UTIL_exit_poll()) {

@@ -92,6 +92,29 @@ TEST(ZebdocHeader, takes_sections_as_titles) {
     EXPECT_EQ(pump().items[0].title, "Running");
 }
 
+TEST(ZebdocSequence, puts_functions_before_what_calls_them) {
+    const auto all = call_sequences(read_header(
+        {"/* pump.h - drives a pump.", " *", " *   int n = 0;", " *   void stop(void) {",
+         " *       PUMP_stop(n);", " *   }", " *   PUMP_start(n, 5);", " */"}));
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].file, "int n = 0;\nvoid stop(void) {\n    PUMP_stop(n);\n}\n");
+    EXPECT_EQ(all[0].function, "PUMP_start(n, 5);\n");
+}
+
+TEST(ZebdocSequence, leaves_a_loop_in_its_function_and_formulas_out) {
+    const auto all =
+        call_sequences(read_header({"/* pump.h - drives a pump.", " *", " *   speed = flow / area",
+                                    " *", " * The calls:", " *", " *   while (PUMP_next(&n)) {",
+                                    " *       PUMP_start(n, 5);", " *   }", " */"}));
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].file, "");
+    EXPECT_EQ(all[0].function, "while (PUMP_next(&n)) {\n    PUMP_start(n, 5);\n}\n");
+}
+
+TEST(ZebdocSequence, is_missing_in_a_preface_of_words) {
+    EXPECT_TRUE(call_sequences(read_header({"/* pump.h - drives a pump. */"})).empty());
+}
+
 TEST(ZebdocContract, cuts_parameters_result_and_threads_out_of_the_text) {
     const Module module = pump();
     const Item &item = named(module, "PUMP_start");

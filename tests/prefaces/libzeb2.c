@@ -1,0 +1,2 @@
+#include "libzeb2.1.file"
+#include "libzeb2.1.function"
