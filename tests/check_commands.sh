@@ -1,9 +1,11 @@
 #!/bin/bash
 # check_commands.sh BIN_DIR DOCUMENT...
 # The commands in the documents are ones that the programs understand: each subcommand exists, and each
-# option is among those of its --help. Looked at are shell blocks and code within the text.
+# option is among those of its --help. Of the scripts, that they are there and speak of the option.
+# Looked at are shell blocks and code within the text.
 set -u
 bin=$1
+scripts=$(cd "$(dirname "$0")/.." && pwd)
 shift
 declare -A help
 checked=0
@@ -47,12 +49,25 @@ check() { # the words of a command
     checked=$((checked + 1))
 }
 
+check_script() { # its words
+    [ -x "$scripts/$1" ] || complain "$*" "no such script"
+    for word in "${@:2}"; do
+        [[ $word =~ ^--[a-z] ]] || continue
+        grep -q -e "${word%%=*}" "$scripts/$1" || complain "$*" "$1 has no option $word"
+    done
+    checked=$((checked + 1))
+}
+
 for document in "$@"; do
     while read -ra words; do
         for i in "${!words[@]}"; do
             word=${words[i]}
             case $word in
             sudo | ssh | station | -N | *=*) continue ;;
+            scripts/*.sh)
+                check_script "${words[@]:i}"
+                break
+                ;;
             *)
                 name=$(basename -- "$word")
                 if [ -x "$bin/$name" ] && [ $((${#words[@]} - i)) -gt 1 ]; then

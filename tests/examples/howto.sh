@@ -24,7 +24,7 @@ document=$docs/howto/add-a-variable.md
 shows cpp 1 "$variable/weather.cpp"
 shows c 1 "$variable/cooling.c"
 mkdir "$ZEB2/etc"
-block conf 1 >"$ZEB2/etc/zeb.conf"
+block conf 2 >"$ZEB2/etc/zeb.conf"
 [ -s "$ZEB2/etc/zeb.conf" ] || fail "the page has no configuration"
 
 table=$(dirname "$(installed tabular_file.c)")
