@@ -6,6 +6,9 @@ set -u
 source=$1
 man=$2
 status=0
+for program in man mandoc; do
+    command -v $program >/dev/null || { echo "$program is not installed, see scripts/setup.sh"; exit 77; }
+done
 complain() {
     echo "$1: $2"
     status=1
