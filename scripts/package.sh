@@ -5,6 +5,7 @@
 #   --build DIR     of this build tree, as it is: it has been built
 #   --no-setup      install nothing
 #   --debug         with packages of debug information, which take some minutes
+# Whoever publishes them sets DEBFULLNAME and DEBEMAIL: they become the packages' maintainer.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/..")
 
@@ -25,7 +26,7 @@ while [ $# -gt 0 ]; do
     --no-setup) setup=no ;;
     --debug) debug=yes ;;
     -h | --help)
-        sed -n '2,7s/^# \{0,1\}//p' "$0"
+        sed -n '2,8s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
@@ -45,8 +46,15 @@ if [ -z "$build" ]; then
     build=$root/build/release
 fi
 
-name="The zeb2 developers"
-mail=$(sed -n 's/^Maintainer: .*<\(.*\)>/\1/p' packaging/debian/control)
+# Those of the control file stand for nobody in particular, at a host that cannot exist.
+name=${DEBFULLNAME:-$(sed -n 's/^Maintainer: \(.*\) <.*>/\1/p' packaging/debian/control)}
+mail=${DEBEMAIL:-$(sed -n 's/^Maintainer: .*<\(.*\)>/\1/p' packaging/debian/control)}
+case $name$mail in
+*[\<\>]* | *$'\n'*)
+    echo "package.sh: DEBFULLNAME is a name and DEBEMAIL an address, without brackets" >&2
+    exit 2
+    ;;
+esac
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
 # What is not released yet is older than the release.
 grep -m 1 '^## ' CHANGELOG.md | grep -q -i '^## \[\{0,1\}unreleased' && version=$version~dev
@@ -70,6 +78,8 @@ tree=$work/zeb2
 mkdir "$tree"
 cp -r packaging/debian etc "$tree"
 changelog >"$tree/debian/changelog"
+sed '/^Maintainer:/d' packaging/debian/control >"$tree/debian/control"
+sed -i "1a Maintainer: $(sed 's/\\/&&/g' <<<"$name <$mail>")" "$tree/debian/control"
 (cd "$tree" && ZEB_BUILD=$build dpkg-buildpackage -b -us -uc)
 
 mkdir -p "$out"
