@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the measurements of docs/benchmarks.md: functions first, then the message server
-# beside two well-known brokers, then the serial-port server, an idle station, the memory of a daemon
-# and a recording decoded. Run it on an idle machine; every figure is meant as a ratio within one run.
+# beside two well-known brokers, then the serial-port server, an idle station, the memory of a daemon,
+# a recording decoded and the start of a program. Run it on an idle machine; every figure is meant as a ratio within one run.
 #   --seconds S     per measurement of a server (default 2)
 #   --no-setup      install nothing
 set -euo pipefail
@@ -38,3 +38,4 @@ build/release/bench/server_driver --seconds "$seconds"
 build/release/bench/serial_driver --seconds "$seconds"
 build/release/bench/memory_driver
 build/release/bench/recording_driver
+build/release/bench/start_driver
