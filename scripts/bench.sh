@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the measurements of docs/benchmarks.md: functions first, then the message server
 # beside two well-known brokers, then the serial-port server, an idle station, the memory of a daemon,
-# a recording decoded and the start of a program. Run it on an idle machine; every figure is meant as a ratio within one run.
+# a recording decoded and the start of a program. Run it on an idle machine; every figure is meant as a
+# ratio within one run.
 #   --seconds S     per measurement of a server (default 2)
 #   --no-setup      install nothing
 set -euo pipefail
@@ -17,7 +18,7 @@ while [ $# -gt 0 ]; do
         ;;
     --no-setup) setup=no ;;
     -h | --help)
-        sed -n '2,6s/^# \{0,1\}//p' "$0"
+        sed -n '2,7s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
