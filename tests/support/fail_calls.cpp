@@ -182,6 +182,7 @@ timespec shortened(const timespec &time) {
 [[noreturn]] void end_process(int status) {
     ++failing_state().exits;
     failing_state().exit_status = status;
+    zeb::test::disarm(); // for what is done at the end of every process
     __real__exit(status);
 }
 
