@@ -69,6 +69,11 @@ Process::Process(const std::string &directory, const std::vector<std::string> &c
 }
 
 Process::~Process() {
+#ifdef ZEB_COVERAGE
+    // Who is killed keeps no counts.
+    signal(SIGTERM);
+    wait_until([this] { return !running(); }, 5);
+#endif
     if (running()) {
         signal(SIGKILL);
         wait();

@@ -1,7 +1,7 @@
-#include "src/serverkit/conf_check.h"
+#include "serverkit/conf_check.h"
 
-#include "conf.h"
-#include "util.h"
+#include <zeb2/conf.h>
+#include <zeb2/util.h>
 
 #include <cstring>
 #include <gmock/gmock.h>
