@@ -27,8 +27,8 @@ constexpr size_t k_replay_share = 4;
 void Router::touch(Peer &peer) {
     if (peer.touched)
         return;
+    touched_.push_back(&peer); // first: without memory for it the peer must not look as if it waited
     peer.touched = true;
-    touched_.push_back(&peer);
 }
 
 void Traffic::add(const Traffic &more) {

@@ -5,19 +5,65 @@
 namespace zebmsgd {
 namespace {
 
-using Json = nlohmann::ordered_json;
+// Written as it goes. A tree of JSON values takes memory even when it is taken down, where the lack
+// of it would end the server.
+class Document {
+  public:
+    void open(char bracket) {
+        text_ += bracket;
+        ++depth_;
+        is_empty_ = true;
+    }
+    void close(char bracket) {
+        --depth_;
+        if (!is_empty_)
+            new_line();
+        text_ += bracket;
+        is_empty_ = false;
+    }
+    void item() {
+        if (!is_empty_)
+            text_ += ',';
+        is_empty_ = false;
+        new_line();
+    }
+    void key(const char *name) {
+        item();
+        text_ += std::string("\"") + name + "\": ";
+    }
+    template <typename Value> void value(const Value &value) {
+        using Json = nlohmann::json;
+        text_ += Json(value).dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+    template <typename Value> void member(const char *name, const Value &one) {
+        key(name);
+        value(one);
+    }
+    std::string finish() { return std::move(text_) + "\n"; }
 
-Json traffic_json(const Traffic &traffic) {
-    return {{"messages_in", traffic.messages_in},   {"bytes_in", traffic.bytes_in},
-            {"messages_out", traffic.messages_out}, {"bytes_out", traffic.bytes_out},
-            {"filtered", traffic.filtered},         {"dropped", traffic.dropped}};
+  private:
+    void new_line() { text_ += "\n" + std::string(2 * depth_, ' '); }
+    std::string text_;
+    size_t depth_ = 0;
+    bool is_empty_ = true; // what was opened last
+};
+
+void put_traffic(Document &out, const Traffic &traffic) {
+    out.member("messages_in", traffic.messages_in);
+    out.member("bytes_in", traffic.bytes_in);
+    out.member("messages_out", traffic.messages_out);
+    out.member("bytes_out", traffic.bytes_out);
+    out.member("filtered", traffic.filtered);
+    out.member("dropped", traffic.dropped);
 }
 
 // Only what the filter looks at.
-Json filter_json(const Filter &filter) {
-    Json json = {{"uid", filter.uid}, {"accept", filter.accept}};
+void put_filter(Document &out, const Filter &filter) {
+    out.open('{');
+    out.member("uid", filter.uid);
+    out.member("accept", filter.accept);
     if (filter.type >= 0)
-        json["type"] = filter.type;
+        out.member("type", filter.type);
     const std::pair<const char *, const std::string &> patterns[] = {
         {"source", filter.source},
         {"destination", filter.destination},
@@ -26,35 +72,49 @@ Json filter_json(const Filter &filter) {
         {"metatype", filter.metatype}};
     for (const auto &[name, pattern] : patterns)
         if (!pattern.empty())
-            json[name] = pattern;
-    return json;
+            out.member(name, pattern);
+    out.close('}');
 }
 
-Json instrument_json(const Announcement &announced) {
+void put_instrument(Document &out, const Announcement &announced) {
     if (!announced.made)
-        return nullptr;
-    return {{"type", announced.type},
-            {"display_name", announced.display_name},
-            {"id", announced.id},
-            {"tags", announced.tags}};
+        return out.value(nullptr);
+    out.open('{');
+    out.member("type", announced.type);
+    out.member("display_name", announced.display_name);
+    out.member("id", announced.id);
+    out.key("tags");
+    out.open('[');
+    for (const std::string &tag : announced.tags) {
+        out.item();
+        out.value(tag);
+    }
+    out.close(']');
+    out.close('}');
 }
 
-Json client_json(const Client &client, double now) {
-    Json json = {{"name", client.name},
-                 {"origin", client.origin},
-                 {"open", client.open},
-                 {"connected_seconds", now - client.connected},
-                 {"queue_bytes", client.out.bytes()},
-                 {"queue_messages", client.out.frames()},
-                 {"retained", client.retained},
-                 {"retained_bytes", client.retained_bytes},
-                 {"garbage_bytes", client.in.garbage()}};
-    json.update(traffic_json(client.traffic));
-    json["instrument"] = instrument_json(client.announced);
-    json["filters"] = Json::array();
-    for (const Filter &filter : client.filters.all())
-        json["filters"].push_back(filter_json(filter));
-    return json;
+void put_client(Document &out, const Client &client, double now) {
+    out.open('{');
+    out.member("name", client.name);
+    out.member("origin", client.origin);
+    out.member("open", client.open);
+    out.member("connected_seconds", now - client.connected);
+    out.member("queue_bytes", client.out.bytes());
+    out.member("queue_messages", client.out.frames());
+    out.member("retained", client.retained);
+    out.member("retained_bytes", client.retained_bytes);
+    out.member("garbage_bytes", client.in.garbage());
+    put_traffic(out, client.traffic);
+    out.key("instrument");
+    put_instrument(out, client.announced);
+    out.key("filters");
+    out.open('[');
+    for (const Filter &filter : client.filters.all()) {
+        out.item();
+        put_filter(out, filter);
+    }
+    out.close(']');
+    out.close('}');
 }
 
 } // namespace
@@ -62,23 +122,29 @@ Json client_json(const Client &client, double now) {
 std::string status_document(const Totals &totals, const std::vector<const Client *> &clients,
                             double now) {
     Traffic all = totals.gone;
-    Json list = Json::array();
-    for (const Client *client : clients) {
+    for (const Client *client : clients)
         all.add(client->traffic);
-        list.push_back(client_json(*client, now));
+    Document out;
+    out.open('{');
+    out.member("server", "zebmsgd");
+    out.member("version", totals.version);
+    out.member("uptime_seconds", totals.uptime);
+    out.member("heartbeat", totals.heartbeat);
+    out.member("connections", totals.connections);
+    out.member("refused", totals.refused);
+    out.member("cut_off", totals.cut_off);
+    out.member("failed_accepts", totals.failed_accepts);
+    out.member("retained", totals.retained);
+    put_traffic(out, all);
+    out.key("clients");
+    out.open('[');
+    for (const Client *client : clients) {
+        out.item();
+        put_client(out, *client, now);
     }
-    Json json = {{"server", "zebmsgd"},
-                 {"version", totals.version},
-                 {"uptime_seconds", totals.uptime},
-                 {"heartbeat", totals.heartbeat},
-                 {"connections", totals.connections},
-                 {"refused", totals.refused},
-                 {"cut_off", totals.cut_off},
-                 {"failed_accepts", totals.failed_accepts},
-                 {"retained", totals.retained}};
-    json.update(traffic_json(all));
-    json["clients"] = std::move(list);
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    out.close(']');
+    out.close('}');
+    return out.finish();
 }
 
 } // namespace zebmsgd
