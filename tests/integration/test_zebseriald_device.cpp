@@ -1,10 +1,13 @@
 #include "zebseriald/device.h"
 
+#include "support.h"
 #include "terminal.h"
 
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
+#include <unistd.h>
 
 using namespace zebseriald;
 using namespace zeb::test;
@@ -38,6 +41,50 @@ TEST(Device, ClosingALineGivesItBackToThoseWhoHaveItOpen) {
     ASSERT_TRUE(is_marked(other->fd.get()));
     close_device(*device);
     EXPECT_FALSE(is_marked(other->fd.get()));
+}
+
+TEST(Device, WhatIsNoTerminalIsRefusedForGood) {
+    const TempDir dir;
+    write_file(dir / "file", "");
+    ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+    const std::pair<std::string, std::string> refused[] = {{dir.path(), "it is a directory"},
+                                                           {dir / "file", "it is a regular file"},
+                                                           {dir / "pipe", "it is no terminal"},
+                                                           {"/dev/null", "it is no terminal"},
+                                                           {"/dev/ptmx", "it is no terminal"}};
+    for (const auto &[path, why] : refused) {
+        OpenFailure failure;
+        EXPECT_FALSE(open_device(path, k_standard_line, failure)) << path;
+        EXPECT_EQ(failure.why, why) << path;
+        EXPECT_TRUE(failure.lasting) << path;
+        EXPECT_FALSE(failure.absent) << path;
+    }
+}
+
+TEST(Device, OneThatIsNotThereMayComeAndAPathThatCannotLeadAnywhereMayNot) {
+    const TempDir dir;
+    OpenFailure failure;
+    EXPECT_FALSE(open_device(dir / "missing", k_standard_line, failure));
+    EXPECT_TRUE(failure.absent);
+    EXPECT_FALSE(failure.lasting);
+    ASSERT_EQ(symlink("loop", (dir / "loop").c_str()), 0);
+    EXPECT_FALSE(open_device(dir / "loop", k_standard_line, failure));
+    EXPECT_FALSE(failure.absent);
+    EXPECT_TRUE(failure.lasting);
+    EXPECT_FALSE(open_device("/dev/" + std::string(300, 'x'), k_standard_line, failure));
+    EXPECT_FALSE(failure.absent);
+    EXPECT_TRUE(failure.lasting);
+}
+
+TEST(Device, IsClosedOnce) {
+    Terminal terminal;
+    OpenFailure failure;
+    auto device = open_device(terminal.path(), k_standard_line, failure);
+    ASSERT_TRUE(device) << failure.why;
+    close_device(*device);
+    EXPECT_FALSE(device->fd);
+    close_device(*device); // nothing is left to close
+    EXPECT_FALSE(device->fd);
 }
 
 } // namespace

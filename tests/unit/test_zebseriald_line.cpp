@@ -2,6 +2,7 @@
 
 #include "support.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +13,57 @@ using testing::HasSubstr;
 
 namespace {
 
-TEST(Line, KnowsEveryStandardRateFrom300To4000000) {
+// A driver that takes settings as it likes: what it is asked for is answered with these changes.
+struct Driver {
+    tcflag_t other_line = 0;  // of c_cflag
+    tcflag_t other_input = 0; // of c_iflag
+    speed_t input_speed = 0;  // 0: as asked
+    int set_error = 0;
+    termios now{};
+};
+Driver *g_driver = nullptr;
+
+} // namespace
+
+extern "C" {
+int __real_tcgetattr(int fd, termios *settings);
+int __wrap_tcgetattr(int fd, termios *settings);
+int __wrap_tcgetattr(int fd, termios *settings) {
+    if (g_driver == nullptr)
+        return __real_tcgetattr(fd, settings);
+    *settings = g_driver->now;
+    return 0;
+}
+int __real_tcsetattr(int fd, int when, const termios *settings);
+int __wrap_tcsetattr(int fd, int when, const termios *settings);
+int __wrap_tcsetattr(int fd, int when, const termios *settings) {
+    if (g_driver == nullptr)
+        return __real_tcsetattr(fd, when, settings);
+    errno = g_driver->set_error;
+    if (g_driver->set_error != 0)
+        return -1;
+    g_driver->now = *settings;
+    g_driver->now.c_cflag ^= g_driver->other_line;
+    g_driver->now.c_iflag ^= g_driver->other_input;
+    if (g_driver->input_speed != 0)
+        cfsetispeed(&g_driver->now, g_driver->input_speed);
+    return 0;
+}
+}
+
+namespace {
+
+// Why 9600 baud, 8n1 cannot be set on this driver; "" when it can.
+std::string refusal_of(Driver driver) {
+    g_driver = &driver;
+    std::string why;
+    const bool set = apply_line(0, {9600, 8, 0, 1, 0}, false, why);
+    g_driver = nullptr;
+    EXPECT_EQ(set, why.empty());
+    return why;
+}
+
+TEST(Line, KnowsEveryEveryStandardRateFrom300To4000000) {
     for (const DWORD baud :
          {300u,     600u,     1200u,    1800u,    2400u,    4800u,    9600u,    19200u,
           38400u,   57600u,   115200u,  230400u,  460800u,  500000u,  576000u,  921600u,
@@ -114,6 +165,33 @@ TEST(Line, WhatIsNoTerminalIsNotSet) {
     EXPECT_FALSE(apply_line(fd, k_standard_line, false, why));
     EXPECT_NE(why, "");
     close(fd);
+}
+
+TEST(Line, WhatADriverDoesNotAcceptIsNamed) {
+    EXPECT_EQ(refusal_of({}), "");
+    const std::string of = " of 9600 baud, 8n1";
+    EXPECT_EQ(refusal_of({.input_speed = B300}), "the driver does not accept the baud rate" + of);
+    EXPECT_EQ(refusal_of({.other_line = CS7 ^ CS8}),
+              "the driver does not accept the number of data bits" + of);
+    EXPECT_EQ(refusal_of({.other_line = PARENB}), "the driver does not accept the parity" + of);
+    EXPECT_EQ(refusal_of({.other_line = CSTOPB}),
+              "the driver does not accept the number of stop bits" + of);
+    EXPECT_EQ(refusal_of({.other_line = CRTSCTS}),
+              "the driver does not accept the flow control" + of);
+    EXPECT_EQ(refusal_of({.other_input = IXON}),
+              "the driver does not accept the flow control" + of);
+}
+
+TEST(Line, ADriverThatFailsIsToldByItsError) {
+    EXPECT_EQ(refusal_of({.set_error = EIO}), "Input/output error");
+}
+
+TEST(Line, APseudoTerminalMayDisagree) {
+    Driver driver{.other_line = PARENB};
+    g_driver = &driver;
+    std::string why;
+    EXPECT_TRUE(apply_line(0, {9600, 8, 0, 1, 0}, true, why)) << why;
+    g_driver = nullptr;
 }
 
 } // namespace
