@@ -214,4 +214,12 @@ TEST_F(PrintConfig, EveryPortIsShown) {
     EXPECT_EQ(key("Port;B;MaxBuffer")["value"], "1000");
 }
 
+TEST_F(PrintConfig, WhatCannotBePrintedIsAFailure) {
+    const std::string print = std::string(ZEB_BINARY_DIR "/bin/zebmsgd") + " --print-config";
+    Process process(dir_.path(), {"/bin/sh", "-c", print + " > /dev/full"},
+                    {.environment = {{"ZEB2", dir_.path()}}});
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.errors(), HasSubstr("standard output: No space left on device"));
+}
+
 } // namespace

@@ -325,6 +325,52 @@ TEST_F(Zebmsgd, StatusIsOneDocumentAboutItselfAndItsClients) {
     EXPECT_GT(second.at("bytes_out").get<int>(), 0);
 }
 
+// A client whose filters fill more than a socket takes at once: six bytes of the document for each
+// character.
+class LongStatus : public Zebmsgd {
+  protected:
+    static constexpr unsigned k_filters = 256;
+    const std::string pattern = std::string(255, '\x01');
+    void fill(Wire &client, const std::string &name) {
+        for (unsigned uid = 1; uid <= k_filters; ++uid)
+            client.send(add_filter({.uid = uid, .tag = pattern, .metatype = pattern}));
+        ASSERT_TRUE(wait_until([&] { return status_of(name).at("filters").size() == k_filters; }));
+    }
+    static std::string rest_of(int fd) {
+        std::string text;
+        char block[4096];
+        for (ssize_t n; (n = recv(fd, block, sizeof block, 0)) > 0;)
+            text.append(block, static_cast<size_t>(n));
+        close(fd);
+        return text;
+    }
+};
+
+TEST_F(LongStatus, IsReadWhole) {
+    start();
+    Wire a = client("a");
+    fill(a, "a");
+    const int brief = connect_local(status_path());
+    close(brief); // a reader that hangs up in the middle
+    const auto all = status();
+    EXPECT_EQ(all.at("clients").at(0).at("filters").at(255).at("uid"), 256);
+    EXPECT_EQ(all.at("clients").at(0).at("filters").at(255).at("metatype"), pattern);
+}
+
+TEST_F(LongStatus, OfNineSlowReadersTheFirstIsLetGo) {
+    start();
+    Wire a = client("a");
+    fill(a, "a");
+    std::vector<int> readers;
+    for (int i = 0; i < 9; ++i)
+        readers.push_back(connect_local(status_path()));
+    EXPECT_EQ(status_of("a").at("filters").size(), k_filters); // all nine are accepted by now
+    EXPECT_FALSE(nlohmann::json::accept(rest_of(readers[0])));
+    EXPECT_TRUE(nlohmann::json::accept(rest_of(readers[8])));
+    for (size_t i = 1; i < 8; ++i)
+        close(readers[i]);
+}
+
 TEST_F(Zebmsgd, StatusReadersThatDoNotReadHurtNobody) {
     start();
     std::vector<int> readers;

@@ -148,6 +148,23 @@ TEST(ZebserialdConfig, EveryKeyOfTheSampleIsInTheManualPage) {
 
 class BadSerialValue : public testing::TestWithParam<std::pair<const char *, const char *>> {};
 
+TEST(ZebserialdConfig, APortHasANameOfAtMost254CharactersWithoutASlashFirst) {
+    const auto is_refused = [](const std::string &name) {
+        Tree tree;
+        tree.set(("Port;" + name + ";Device").c_str(), "ttyS0");
+        zeb::test::StderrCapture errors;
+        const bool refused = !read_config(tree.root);
+        const std::string text = errors.finish();
+        EXPECT_EQ(text.find("is not a name of at most 254 characters") != std::string::npos,
+                  refused);
+        return refused;
+    };
+    EXPECT_FALSE(is_refused(std::string(254, 'p')));
+    EXPECT_TRUE(is_refused(std::string(255, 'p')));
+    EXPECT_TRUE(is_refused("/p"));
+    EXPECT_FALSE(is_refused("p/"));
+}
+
 TEST_P(BadSerialValue, IsRefusedWithItsKeyAndItself) {
     const auto [key, value] = GetParam();
     Tree tree;
