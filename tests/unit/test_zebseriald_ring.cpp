@@ -46,6 +46,27 @@ TEST(Ring, ResizingKeepsTheNewestAndThePositions) {
     EXPECT_EQ(ring.end(), 10u);
 }
 
+TEST(Ring, ResizingToTheSameSizeChangesNothing) {
+    Ring ring(5);
+    ring.append("abcdefg");
+    ring.resize(5);
+    EXPECT_EQ(held(ring), "cdefg");
+    EXPECT_EQ(ring.end(), 7u);
+}
+
+TEST(Ring, WithoutRoomNothingIsHeldAndPositionsGoOn) {
+    Ring ring(5);
+    ring.append("abc");
+    ring.resize(0);
+    ring.append("de");
+    EXPECT_EQ(held(ring), "");
+    EXPECT_EQ(ring.end(), 5u);
+    ring.resize(2);
+    ring.append("f");
+    EXPECT_EQ(held(ring), "f");
+    EXPECT_EQ(ring.end(), 6u);
+}
+
 TEST(Ring, FindsTheFirstByteOfASetAcrossTheEdgeOfItsStorage) {
     Ring ring(6);
     ring.append("abcdefgh"); // "gh" lies in front of "cdef"
