@@ -386,6 +386,9 @@ void CONF_load(CONF_node *root, FILE *stream) {
     while (fgets(line, sizeof line, stream) != nullptr)
         if (!load_line(root, line))
             return;
+    // Half a configuration looks like a whole one.
+    if (ferror(stream) != 0)
+        ZEB_REPORT_ERRNO("The configuration cannot be read to its end");
 }
 
 CONF_node *CONF_get_default(void) {

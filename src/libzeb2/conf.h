@@ -58,8 +58,9 @@ ZEB_API void CONF_free(CONF_node *root);
  *     the comment of the node. It stays part of the value where it stands in the value. A comment
  *     that the node had is replaced but not freed, so that a borrowed one stays readable.
  * `root`: not null. `stream`: open for reading, not null; read to its end from where it stands and
- * left open. No result; a null argument is reported and nothing is read; without memory for a
- * comment that is reported and the rest of the stream left unread. The thread that owns the tree.
+ * left open. No result; a null argument is reported and nothing is read; a stream that cannot be
+ * read to its end is reported; without memory for a comment that is reported and the rest of the
+ * stream left unread. The thread that owns the tree.
  */
 ZEB_API void CONF_load(CONF_node *root, FILE *stream);
 

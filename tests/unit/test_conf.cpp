@@ -645,6 +645,19 @@ TEST(Conf, ValueWithHashComesBackCut) {
     EXPECT_EQ(copy.value("ab"), "x");
 }
 
+TEST(Conf, AFileThatCannotBeReadToItsEndIsReported) {
+    TempDir directory; // opened like a file, and refused when it is read
+    FILE *stream = fopen(directory.path().c_str(), "r");
+    ASSERT_NE(stream, nullptr);
+    CONF_node *root = CONF_alloc();
+    StderrCapture err;
+    CONF_load(root, stream);
+    EXPECT_THAT(err.finish(),
+                HasSubstr("The configuration cannot be read to its end: Is a directory (conf.cpp:"));
+    CONF_free(root);
+    fclose(stream);
+}
+
 // The default file
 
 TEST(Conf, DefaultFileIsBelowTheInstallationRoot) {
