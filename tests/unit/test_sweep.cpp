@@ -201,7 +201,7 @@ TEST_P(SweepTest, EverySystemCall) {
     print("system-call");
 }
 
-INSTANTIATE_TEST_SUITE_P(Parts, SweepTest,
+INSTANTIATE_TEST_SUITE_P(Scenarios, SweepTest,
                          testing::Combine(testing::ValuesIn(k_scenarios),
                                           testing::Range(0, k_shards)),
                          part_name);

@@ -257,6 +257,12 @@ std::string SweepRunner::judge(const FailingPoint &point, int status, PointResul
 
 std::string SweepRunner::judge_end(const FailingPoint &point, int status,
                                    PointResult *result) const {
+    // Without a handler a program that is asked to end does so at once.
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM && point.call == Call::sigaction &&
+        shared_->state.stops != 0) {
+        result->fatal = true;
+        return "";
+    }
     if (WIFSIGNALED(status))
         return "the process ends by signal " + std::to_string(WTERMSIG(status));
     result->fatal = true;

@@ -325,12 +325,23 @@ class ThreadsSession : public Program {
         release();
     }
     void end_again() {
+        stop_left_thread();
         disconnect();
         if (served_)
             ZEBFILE_destroy();
     }
 
   private:
+    // A thread that could not be cancelled serves the link that is left; when it has noticed that
+    // the socket is closed, disconnecting once more passes it over.
+    void stop_left_thread() {
+        if (msg_.thd == nullptr || ZEBMSG_test_connected_ext(&msg_) != -1)
+            return;
+        pthread_cancel(*msg_.thd);
+        pthread_join(*msg_.thd, nullptr);
+        free(msg_.thd);
+        msg_.thd = nullptr;
+    }
     void disconnect() {
         SERIALCOM_disconnect(&serial_);
         if (serial_.thd == nullptr)
