@@ -96,7 +96,8 @@ git ls-files -z --cached --others --exclude-standard | while IFS= read -r -d '' 
     [ ! -e "$file" ] || copy "$file"
 done
 cd "$dir/tree"
-cmake --preset release >/dev/null
+# A fault may leave something unused, which is for the tests to find, not for the compiler.
+cmake --preset release -DZEB_WERROR=OFF >/dev/null
 mapfile -t all_tests < <(for fault in "${faults[@]}"; do word_of TESTS "$source_tree/$fault"; done |
     tr ' ' '\n' | sort -u)
 

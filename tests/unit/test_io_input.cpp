@@ -321,6 +321,18 @@ TEST_F(IoPublished, ValuesAndRunningAveragesThatAreNewAreSentOnce) {
     EXPECT_TRUE(sent().empty());
 }
 
+TEST_F(IoPublished, TheRunningAverageGoesBeyondThePeriod) {
+    build({{"T1", nullptr, nullptr}});
+    update(4);
+    update(8);
+    IO_real_input_clear_avg(&inputs);
+    update(6);
+    IO_real_input_send_instant(&inputs, &lnk);
+    const auto messages = sent();
+    ASSERT_EQ(messages.size(), 2U);
+    EXPECT_EQ(messages[1].as<NET_IO_MultiReal>().chans[0].val, 7.0) << "of the last two, 8 and 6";
+}
+
 TEST_F(IoPublished, AMissingValueIsSentAlone) {
     build({{"T1", nullptr, nullptr}});
     update(MVC);

@@ -150,6 +150,18 @@ TEST(Nmea, DateGoesOnPastMidnight) {
     EXPECT_EQ(fixes[1].fix_time, 946684800.0);
 }
 
+TEST(Nmea, ALeapSecondIsATimeAndTheOneBehindItIsNone) {
+    const auto fixes_at = [](const std::string &time) {
+        return fixes_of(with_checksum("GPRMC," + time +
+                                      ",A,1000.0,N,02000.0,E,0.0,0.0,311216,,") +
+                        "\n");
+    };
+    const auto fixes = fixes_at("235960.5");
+    ASSERT_EQ(fixes.size(), 1u);
+    EXPECT_EQ(fixes[0].fix_time, 1483228800.5); // 2017-01-01T00:00:00.5Z
+    EXPECT_TRUE(fixes_at("235961").empty());
+}
+
 TEST(Nmea, DateAlsoComesFromZda) {
     const auto fixes =
         fixes_of(with_checksum("GNGGA,000000,1000.0,N,02000.0,E,1,07,1.5,100.5,M,-20.5,M,,") +

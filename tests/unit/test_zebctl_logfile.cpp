@@ -217,6 +217,15 @@ TEST(LogFile, TheSummaryCountsEachColumn) {
     EXPECT_EQ(summary.find("X1S", "STN"), nullptr);
 }
 
+TEST(LogFile, TheLeastIsOneOfTheValues) {
+    LogSummary summary((LogChoice()));
+    show(small_header() + small_line(60, "12.5") + small_line(61, "3.5"), summary);
+    EXPECT_EQ(summary.find("X1S", "a")->min, 3.5);
+    LogSummary below((LogChoice()));
+    show(small_header() + small_line(60, "-12.5") + small_line(61, "-3.5"), below);
+    EXPECT_EQ(below.find("X1S", "a")->max, -3.5);
+}
+
 TEST(LogFile, TheSummaryTakesHexadecimalNumbers) {
     LogSummary summary((LogChoice()));
     show(log_data("two_records.log"), summary);

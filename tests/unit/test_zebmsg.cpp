@@ -327,6 +327,15 @@ TEST_F(ZebmsgLink, HeartbeatsFiveSixFourGiveOneOutOfOrderLineAndThreeReplies) {
     EXPECT_EQ(lnk.rx_queue.count, 0);
 }
 
+TEST_F(ZebmsgLink, AHeartbeatThatComesTwiceIsAnsweredTwiceAndNotOutOfOrder) {
+    open();
+    for (unsigned index : {7U, 7U})
+        server.heartbeat(index);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(next().as<NET_SERVER_Heartbeat>().hb_idx, 7U);
+    EXPECT_THAT(err.text(), Not(HasSubstr("Out of order")));
+}
+
 TEST_F(ZebmsgLink, AHeartbeatBeforeTheHandshakeIsAnsweredAndNeverOutOfOrder) {
     server.heartbeat(3);
     EXPECT_EQ(next().type, MSG_SERVER_CLIENTHANDSHAKE);

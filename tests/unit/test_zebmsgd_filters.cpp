@@ -171,9 +171,23 @@ TEST(Filters, RemovingByNumberLeavesTheOthersInTheirOrder) {
     EXPECT_EQ(list.size(), 1u);
 }
 
+TEST(Filters, WithItsLastAcceptingFilterRemovedAListAcceptsWhatNoneMatches) {
+    FilterList list;
+    Filter other = accepting();
+    other.source = "neph";
+    other.uid = 7;
+    list.add(other);
+    ASSERT_FALSE(list.accepts(Case().subject()));
+    list.remove(7);
+    EXPECT_TRUE(list.accepts(Case().subject()));
+}
+
 TEST(Filters, AfterClearingEverythingIsAccepted) {
     FilterList list;
     list.add(rejecting());
+    Filter other = accepting();
+    other.source = "neph";
+    list.add(other);
     list.clear();
     EXPECT_TRUE(list.accepts(Case().subject()));
 }
