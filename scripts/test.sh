@@ -1,28 +1,28 @@
 #!/usr/bin/env bash
 # Set-up, build and every test: native, with AddressSanitizer and UndefinedBehaviorSanitizer, with
 # ThreadSanitizer, and as 32-bit; at last ten million runs of the fuzzers (docs/fuzzing.md).
-#   --quick            only the native build
-#   --long             with the tests that take long: every fault of docs/reliability.md, every call
-#                      failing in turn, a soak of two minutes, analysis of the sources
+#   --quick            only the native build, without the tests that take long: every fault of
+#                      docs/reliability.md, every call failing in turn, a soak of two minutes,
+#                      analysis of the sources
 #   --preset NAME      only this one (release, asan, tsan, i386, fuzz); may be repeated
 #   --no-setup         install nothing
+# A compiler cache (ccache) is used where one is installed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=()
 setup=yes
-long=OFF
+long=ON
 while [ $# -gt 0 ]; do
     case $1 in
-    --quick) presets=(release) ;;
-    --long) long=ON ;;
+    --quick) presets=(release) long=OFF ;;
     --preset)
         presets+=("${2:?--preset wants a name}")
         shift
         ;;
     --no-setup) setup=no ;;
     -h | --help)
-        sed -n '2,8s/^# \{0,1\}//p' "$0"
+        sed -n '2,10s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
@@ -34,12 +34,14 @@ while [ $# -gt 0 ]; do
 done
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan i386 fuzz)
 setup_options=()
-if [ $long = ON ]; then
-    setup_options=(--analysis)
-    export ZEB_LOG_KILLS=${ZEB_LOG_KILLS:-250} # daemons of each of four kinds
-fi
+[ $long = OFF ] || setup_options=(--analysis)
 [ $setup = no ] || scripts/setup.sh "${setup_options[@]}"
 
+# Trees at other places, as of a second clone, share what was compiled of the same sources.
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
+fi
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
 
@@ -55,8 +57,11 @@ for preset in "${presets[@]}"; do
     [ "$preset" != tsan ] || { target=(threads) selection=(-L threads); }
     [ "$preset" != fuzz ] || target=(fuzzers)
     cmake --build --preset "$preset" --target "${target[@]}"
+    # Daemons of each of four kinds that are killed at a random moment; sanitized ones start slowly.
+    kills=50
+    [ "$preset" != release ] || [ $long = OFF ] || kills=250
     echo "=== $preset: tests"
-    ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
+    ZEB_LOG_KILLS=$kills ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
         failed+=("$preset")
     echo "=== $preset: $((SECONDS - started)) s"
 done
