@@ -15,8 +15,9 @@ rm -rf "$new" "$site"
 mkdir -p "$new/man" "$build/pictures"
 
 "$dot" -Tsvg "$source/docs/architecture.dot" >"$build/pictures/architecture.svg"
+cp "$source/docs/soak.svg" "$build/pictures/"
 "$doxygen" "$build/Doxyfile"
-cp "$build/pictures/architecture.svg" "$new/"
+cp "$build"/pictures/*.svg "$new/"
 cp -r "$build/catalogue" "$new/"
 
 cp "$source/docs/site/man.css" "$new/man/"
