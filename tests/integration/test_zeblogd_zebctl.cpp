@@ -167,7 +167,10 @@ TEST_F(FromTheShell, MonitorEndsWithTimeSignalOrServer) {
     viewer = monitor({});
     server_->signal(SIGTERM);
     EXPECT_EQ(viewer->wait(), 1);
-    EXPECT_NE(viewer->errors().find("the message server is gone"), npos) << viewer->errors();
+    // On a busy machine it may have found out about its link only now.
+    EXPECT_TRUE(viewer->errors().find("the message server is gone") != npos ||
+                viewer->errors().find("the message server closed the link") != npos)
+        << viewer->errors();
     EXPECT_EQ(server_->wait(), 0);
     ask({"log", "flush"}, 1);
     ask({"monitor", "--send", "x"}, 1);
