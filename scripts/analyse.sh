@@ -68,7 +68,7 @@ tidy_one() { # unit, checks to add
     local stamp=$stamps/${1//\//_}${2:+.deep} hash
     hash=$(echo "$common $(sha1sum <"$1")")
     [ "$(cat "$stamp" 2>/dev/null)" != "$hash" ] || return 0
-    clang-tidy -p "$build" --quiet --warnings-as-errors='*' ${2:+"--checks=$2"} "$1" 2>"$stamp.err" || {
+    clang-tidy -p "$build" --quiet --warnings-as-errors='*' --extra-arg=-Wno-error ${2:+"--checks=$2"} "$1" 2>"$stamp.err" || {
         grep -v ' warnings\? generated\.$' "$stamp.err" >&2 || true
         return 1
     }

@@ -141,6 +141,7 @@ void UTIL_make_relative(const char *in, char *out) {
     // The tail first: `in` may be `out`.
     memmove(out + root_length + 1, in, length + 1);
     if (root_length != 0)
+        // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the tail ends it
         memcpy(out, root, root_length);
     out[root_length] = '/';
 }

@@ -94,7 +94,7 @@ std::optional<std::string> fault_of(const Key &key, const std::string &value) {
 }
 
 std::optional<std::string> fault_in_file(const Key &key, const std::string &value) {
-    const auto fault = fault_of(key, value);
+    auto fault = fault_of(key, value);
     const size_t comment = value.find('!');
     if (!fault || !key.read_by_library || comment == std::string::npos || comment == 0)
         return fault;

@@ -84,8 +84,10 @@ void Dialogue::push(const Frame &frame) {
 
 void Dialogue::answer(SERIALD_RESP_TYPE type, std::string_view data) {
     Frame frame = Frame::blank(sizeof(SERIALD_resp_header) + data.size());
-    if (frame)
-        serverkit::put_bytes(serverkit::put_number(frame.to_fill(), type, 4), data);
+    if (frame) {
+        const auto number = static_cast<size_t>(type);
+        serverkit::put_bytes(serverkit::put_number(frame.to_fill(), number, 4), data);
+    }
     push(frame);
 }
 
