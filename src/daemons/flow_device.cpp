@@ -73,7 +73,7 @@ void Device::answer_to(const Frame &question, const Callback &answer) {
     }
 }
 
-void Device::set_valve(Frame reply, const Callback &answer) {
+void Device::set_valve(const Frame &reply, const Callback &answer) {
     const auto wanted = to_number(reply.value);
     if (!wanted)
         return say(reply, k_refusal, k_no_number, answer);

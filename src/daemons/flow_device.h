@@ -37,7 +37,7 @@ class Device {
   private:
     void line(const Callback &answer);
     void answer_to(const Frame &question, const Callback &answer);
-    void set_valve(Frame reply, const Callback &answer);
+    void set_valve(const Frame &reply, const Callback &answer);
     void identify(const Frame &reply, const Callback &answer);
     void say(Frame reply, char kind, const std::string &value, const Callback &answer);
     std::string reading(double value, double sigma);

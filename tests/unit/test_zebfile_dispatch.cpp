@@ -435,7 +435,11 @@ TEST_F(ZebfileOwnThread, EndOfFileEndsTheEntryByItself) {
 
 TEST_F(ZebfileOwnThread, ADescriptorClosedBehindItsBackIsPrunedAndOthersGoOn) {
     Pipe q;
-    const int bad = p.give(1);
+    // A number that nothing else is given when it is free.
+    const int low = p.give(1);
+    const int bad = fcntl(low, F_DUPFD_CLOEXEC, 300);
+    ASSERT_NE(bad, -1);
+    close(low);
     const int good = q.give(0);
     ASSERT_TRUE(ZEBFILE_associate_fh(bad, ZEBFILE_WRITE)); // of no interest yet, so in no select
     ASSERT_TRUE(ZEBFILE_associate_fh(good, ZEBFILE_READ));
