@@ -41,8 +41,9 @@ Terminal::~Terminal() {
     close(master_);
 }
 
-void Terminal::send(const std::string &text) {
-    [[maybe_unused]] const ssize_t sent = write(master_, text.data(), text.size());
+size_t Terminal::send(const std::string &text) {
+    const ssize_t sent = write(master_, text.data(), text.size());
+    return sent > 0 ? static_cast<size_t>(sent) : 0;
 }
 
 std::string Terminal::receive(double seconds) {

@@ -16,7 +16,7 @@ class Terminal {
 
     const std::string &path() const { return path_; }
     // A reader that is not there loses what does not fit, as on a real line.
-    void send(const std::string &text);
+    size_t send(const std::string &text);
     // What has come within `seconds`, as soon as there is something; empty when nothing came.
     std::string receive(double seconds);
     // Waits until everything was read: closing drops what was not.

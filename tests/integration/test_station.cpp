@@ -35,12 +35,17 @@ class Receiver {
   public:
     explicit Receiver(const std::string &name) : link_(terminal_.path(), name) {}
 
-    // What was sent before is taken first: the terminal holds four thousand characters.
+    // What was sent before is taken first. What the system has not handed on to the terminal yet
+    // looks as if it were taken; when too much of that waits, the rest is not sent.
     void say(const std::string &text) {
-        for (size_t at = 0; at < text.size(); at += 2000) {
-            terminal_.send(text.substr(at, 2000));
-            terminal_.drain(20);
-        }
+        size_t at = 0;
+        EXPECT_TRUE(wait_until(
+            [&] {
+                at += terminal_.send(text.substr(at, 2000));
+                terminal_.drain(20);
+                return at == text.size();
+            },
+            60));
     }
 
   private:

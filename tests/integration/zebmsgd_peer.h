@@ -177,11 +177,14 @@ class Zebmsgd : public testing::Test {
         Process::Options with = options();
         with.descriptors = descriptors;
         server.emplace(dir.path(), command(configuration), with);
+        // Its loop answers, so all of its sockets are open.
         ASSERT_TRUE(wait_until([&] {
             const int fd = connect_local(status_path());
+            char byte;
+            const bool answers = fd >= 0 && recv(fd, &byte, 1, 0) == 1;
             if (fd >= 0)
                 close(fd);
-            return fd >= 0 || !server->running();
+            return answers || !server->running();
         }));
         ASSERT_TRUE(server->running()) << server->errors();
     }

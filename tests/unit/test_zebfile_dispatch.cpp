@@ -435,12 +435,12 @@ TEST_F(ZebfileOwnThread, EndOfFileEndsTheEntryByItself) {
 
 TEST_F(ZebfileOwnThread, ADescriptorClosedBehindItsBackIsPrunedAndOthersGoOn) {
     Pipe q;
-    // A number that nothing else is given when it is free.
-    const int low = p.give(1);
-    const int bad = fcntl(low, F_DUPFD_CLOEXEC, 300);
-    ASSERT_NE(bad, -1);
+    // A number that nothing else is given when it is free, below one that stays.
+    const int low = p.give(1), second = q.give(0);
+    const int bad = fcntl(low, F_DUPFD_CLOEXEC, 50), good = fcntl(second, F_DUPFD_CLOEXEC, 60);
+    ASSERT_TRUE(bad != -1 && good != -1);
     close(low);
-    const int good = q.give(0);
+    close(second);
     ASSERT_TRUE(ZEBFILE_associate_fh(bad, ZEBFILE_WRITE)); // of no interest yet, so in no select
     ASSERT_TRUE(ZEBFILE_associate_fh(good, ZEBFILE_READ));
     close(bad);
