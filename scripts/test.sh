@@ -6,7 +6,9 @@
 #                      analysis of the sources
 #   --preset NAME      only this one (release, asan, tsan, i386, fuzz); may be repeated
 #   --no-setup         install nothing
-# A compiler cache (ccache) is used where one is installed.
+# A compiler cache (ccache) is used where one is installed. The tests run side by side, with real
+# programs and their time-outs; up to ten that fail are run once more, alone. One that passes then
+# is named at the end: it needs looking at.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,7 +24,7 @@ while [ $# -gt 0 ]; do
         ;;
     --no-setup) setup=no ;;
     -h | --help)
-        sed -n '2,10s/^# \{0,1\}//p' "$0"
+        sed -n '2,12s/^# \{0,1\}//p' "$0"
         exit 0
         ;;
     *)
@@ -46,6 +48,15 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
 
 failed=()
+only_alone=()
+run_alone() { # preset
+    local log=build/$1/Testing/Temporary/LastTestsFailed.log names
+    names=$(sed "s/^[0-9]*:/$1: /" "$log")
+    [ "$(wc -l <<<"$names")" -le 10 ] || return 1
+    echo "=== $1: once more, alone"
+    ctest --test-dir "build/$1" --rerun-failed --output-on-failure || return 1
+    only_alone+=("$names")
+}
 for preset in "${presets[@]}"; do
     started=$SECONDS
     echo
@@ -61,12 +72,14 @@ for preset in "${presets[@]}"; do
     kills=50
     [ "$preset" != release ] || [ $long = OFF ] || kills=250
     echo "=== $preset: tests"
-    ZEB_LOG_KILLS=$kills ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
-        failed+=("$preset")
+    export ZEB_LOG_KILLS=$kills
+    ctest --test-dir "build/$preset" -j "$((2 * $(nproc)))" --output-on-failure "${selection[@]}" ||
+        run_alone "$preset" || failed+=("$preset")
     echo "=== $preset: $((SECONDS - started)) s"
 done
 
 echo
+[ ${#only_alone[@]} -eq 0 ] || printf 'Passed only alone:\n%s\n' "${only_alone[@]}"
 if [ ${#failed[@]} -gt 0 ]; then
     # The names once more at the end, where a reader of a long log looks first.
     for preset in "${failed[@]}"; do

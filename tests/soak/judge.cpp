@@ -22,11 +22,11 @@ struct Quantity {
     double limit; // of its rise
 };
 
-// The heap of a server whose clients come and go settles slowly, but within the first limit; a leak
-// of thirty bytes a message passes it within two minutes, one of a byte within an hour. The others
-// count things that a program at work has the same number of.
+// The heap of a program that stood still stays as large as what waited for it, within the first
+// limit; a leak of a hundred bytes a message passes it within two minutes, one of three bytes within
+// an hour. The others count things that a program at work has the same number of.
 const Quantity k_quantities[] = {
-    {"rss", "resident memory (KiB)", [](const Sample &s) { return s.usage.resident; }, 2048},
+    {"rss", "resident memory (KiB)", [](const Sample &s) { return s.usage.resident; }, 6144},
     {"fds", "open descriptors", [](const Sample &s) { return s.usage.descriptors; }, 1.5},
     {"thr", "threads", [](const Sample &s) { return s.usage.threads; }, 0.9},
     {"cpu", "share of a processor (%)", [](const Sample &s) { return s.share; }, 15},

@@ -45,8 +45,12 @@ constexpr const char *k_talk[] = {
     // of a busy machine
     "didn't respond to SIGINT or SIGKILL"};
 
-// Lines of two threads may have become mixed: a place in the sources may stand alone.
+// Lines of two threads may have become mixed: a place in the sources may stand alone. What a child
+// says before it becomes another program may stand within a line, too.
 bool is_talk(const std::string &line) {
+    for (const char *failed : {"malloc: ", "dup2: ", "execv: ", "execvp: ", "fcntl: "})
+        if (line.find(failed) != std::string::npos)
+            return false;
     return line.rfind(" (", 0) == 0 ||
            std::any_of(std::begin(k_talk), std::end(k_talk),
                        [&](const char *text) { return line.find(text) != std::string::npos; });
