@@ -39,6 +39,16 @@ class Document {
         key(name);
         value(one);
     }
+    template <typename Items, typename Put>
+    void list(const char *name, const Items &items, const Put &put) {
+        key(name);
+        open('[');
+        for (const auto &each : items) {
+            item();
+            put(each);
+        }
+        close(']');
+    }
     std::string finish() { return std::move(text_) + "\n"; }
 
   private:
@@ -83,13 +93,7 @@ void put_instrument(Document &out, const Announcement &announced) {
     out.member("type", announced.type);
     out.member("display_name", announced.display_name);
     out.member("id", announced.id);
-    out.key("tags");
-    out.open('[');
-    for (const std::string &tag : announced.tags) {
-        out.item();
-        out.value(tag);
-    }
-    out.close(']');
+    out.list("tags", announced.tags, [&](const std::string &tag) { out.value(tag); });
     out.close('}');
 }
 
@@ -107,13 +111,8 @@ void put_client(Document &out, const Client &client, double now) {
     put_traffic(out, client.traffic);
     out.key("instrument");
     put_instrument(out, client.announced);
-    out.key("filters");
-    out.open('[');
-    for (const Filter &filter : client.filters.all()) {
-        out.item();
-        put_filter(out, filter);
-    }
-    out.close(']');
+    out.list("filters", client.filters.all(),
+             [&](const Filter &filter) { put_filter(out, filter); });
     out.close('}');
 }
 
@@ -136,13 +135,7 @@ std::string status_document(const Totals &totals, const std::vector<const Client
     out.member("failed_accepts", totals.failed_accepts);
     out.member("retained", totals.retained);
     put_traffic(out, all);
-    out.key("clients");
-    out.open('[');
-    for (const Client *client : clients) {
-        out.item();
-        put_client(out, *client, now);
-    }
-    out.close(']');
+    out.list("clients", clients, [&](const Client *client) { put_client(out, *client, now); });
     out.close('}');
     return out.finish();
 }
