@@ -1,5 +1,6 @@
 // Each allocation that a server makes while somebody talks to it fails in turn: whom that hurts is
 // let go of, and everybody after him is served.
+#include "fail_new.h"
 #include "zebmsgd/server.h"
 #include "zebmsgd_peer.h"
 #include "zebseriald/server.h"
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
-#include <new>
 #include <thread>
 
 namespace {
@@ -18,20 +18,11 @@ namespace {
 std::atomic<long> g_left = 0; // allocations of the server's thread up to the one that fails
 thread_local bool t_fails = false;
 
-} // namespace
+bool this_one_fails() {
+    return t_fails && g_left > 0 && --g_left == 0;
+}
 
-void *operator new(size_t size) {
-    void *block = t_fails && g_left > 0 && --g_left == 0 ? nullptr : malloc(size);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-void operator delete(void *block) noexcept {
-    free(block);
-}
-void operator delete(void *block, size_t) noexcept {
-    free(block);
-}
+} // namespace
 
 using namespace zeb::test;
 using testing::HasSubstr;
@@ -69,6 +60,7 @@ template <typename Peer> bool says(int fd, const std::string &bytes) {
 // One session after the other with a failing allocation one further, until none is met any more.
 long fail_each_allocation(const std::function<void()> &session) {
     constexpr long k_most = 5000;
+    g_new_fails = this_one_fails;
     for (long n = 1; n < k_most && !testing::Test::HasFailure(); ++n) {
         g_left = n;
         SCOPED_TRACE("allocation " + std::to_string(n));

@@ -4,6 +4,7 @@
 #include "serverkit/stream.h"
 #include "serverkit/streams.h"
 
+#include "fail_new.h"
 #include "support.h"
 
 #include <algorithm>
@@ -17,7 +18,6 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <new>
 #include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -29,7 +29,6 @@
 namespace {
 
 std::map<std::string, std::deque<int>> g_errors; // 0: this one works
-bool g_no_memory = false;                        // for operator new
 
 bool fails(const char *call) {
     const auto found = g_errors.find(call);
@@ -79,22 +78,10 @@ ZEB_FAILING(ssize_t, sendmsg, (int fd, const msghdr *message, int flags), (fd, m
 
 #pragma GCC visibility pop
 
-void *operator new(size_t size) {
-    void *block = g_no_memory ? nullptr : malloc(size);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-void operator delete(void *block) noexcept {
-    free(block);
-}
-void operator delete(void *block, size_t) noexcept {
-    free(block);
-}
-
 using namespace serverkit;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using zeb::test::occurrences;
 using zeb::test::StderrCapture;
 using zeb::test::TempDir;
 
@@ -107,13 +94,6 @@ class ServerkitFaults : public testing::Test {
         g_errors[call] = std::move(errors);
     }
 };
-
-size_t count_of(const std::string &text, const std::string &piece) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(piece, at)) != std::string::npos; at += piece.size())
-        ++count;
-    return count;
-}
 
 bool exists(const std::string &path) {
     struct stat info;
@@ -142,8 +122,8 @@ TEST_F(WatchFaults, DescriptorsThatCannotBeWatchedAreReportedOnceUntilOneCan) {
     EXPECT_TRUE(watch.add(ends[0], 1, EPOLLIN));
     EXPECT_FALSE(watch.add(ends[1], 1, EPOLLOUT));
     const std::string text = errors.finish();
-    EXPECT_EQ(count_of(text, "cannot watch a descriptor: No space left on device\n"), 1u);
-    EXPECT_EQ(count_of(text, "cannot watch a descriptor: Cannot allocate memory\n"), 1u);
+    EXPECT_EQ(occurrences(text, "cannot watch a descriptor: No space left on device\n"), 1u);
+    EXPECT_EQ(occurrences(text, "cannot watch a descriptor: Cannot allocate memory\n"), 1u);
     close(ends[0]);
     close(ends[1]);
 }
@@ -194,9 +174,9 @@ TEST_F(AcceptorFaults, FailuresAreReportedOnceAndTheirEndWithTheirNumber) {
     EXPECT_EQ(acceptor.accept(0, connection, address), Acceptor::Result::none);
     EXPECT_EQ(acceptor.accept(0, connection, address), Acceptor::Result::none);
     const std::string text = errors.finish();
-    EXPECT_EQ(count_of(text, "cannot accept connections for now: Too many open files\n"), 1u);
-    EXPECT_EQ(count_of(text, "connections are accepted again, after 2 failures\n"), 1u);
-    EXPECT_EQ(count_of(text, "\n"), 2u);
+    EXPECT_EQ(occurrences(text, "cannot accept connections for now: Too many open files\n"), 1u);
+    EXPECT_EQ(occurrences(text, "connections are accepted again, after 2 failures\n"), 1u);
+    EXPECT_EQ(occurrences(text, "\n"), 2u);
 }
 
 TEST_F(AcceptorFaults, AConnectionThatIsGoneAgainIsPassedOver) {
@@ -380,9 +360,9 @@ TEST_F(StreamFaults, WithoutMemoryForTheRestOfAPacketNoneIsTaken) {
 }
 
 TEST_F(StreamFaults, AFrameWithoutMemoryIsEmpty) {
-    g_no_memory = true;
+    zeb::test::g_new_fails = [] { return true; };
     const Frame frame = Frame::of_payload("abc");
-    g_no_memory = false;
+    zeb::test::g_new_fails = nullptr;
     EXPECT_FALSE(frame);
 }
 
