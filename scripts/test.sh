@@ -49,9 +49,12 @@ export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
 
 failed=()
 only_alone=()
+failed_tests() { # preset, word
+    sed "s/^[0-9]*:/$1: $2/" "build/$1/Testing/Temporary/LastTestsFailed.log"
+}
 run_alone() { # preset
-    local log=build/$1/Testing/Temporary/LastTestsFailed.log names
-    names=$(sed "s/^[0-9]*:/$1: /" "$log")
+    local names
+    names=$(failed_tests "$1" "")
     [ "$(wc -l <<<"$names")" -le 10 ] || return 1
     echo "=== $1: once more, alone"
     ctest --test-dir "build/$1" --rerun-failed --output-on-failure || return 1
@@ -83,7 +86,7 @@ echo
 if [ ${#failed[@]} -gt 0 ]; then
     # The names once more at the end, where a reader of a long log looks first.
     for preset in "${failed[@]}"; do
-        sed "s/^[0-9]*:/$preset: failed: /" "build/$preset/Testing/Temporary/LastTestsFailed.log" || true
+        failed_tests "$preset" "failed: " || true
     done
     echo "FAILED in: ${failed[*]}"
     exit 1
