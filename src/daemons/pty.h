@@ -15,7 +15,8 @@ class Terminal {
     Terminal &operator=(const Terminal &) = delete;
 
     const std::string &path() const { return path_; }
-    // A reader that is not there loses what does not fit, as on a real line.
+    // A reader that is not there loses what does not fit, as on a real line. Returns how much was
+    // taken.
     size_t send(const std::string &text);
     // What has come within `seconds`, as soon as there is something; empty when nothing came.
     std::string receive(double seconds);
