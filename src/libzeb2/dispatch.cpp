@@ -264,23 +264,39 @@ bool stop_thread(pthread_t **thread, Caller caller) {
     _exit(1);
 }
 
-// How long a loop did not run before the present pass, when that is out of all proportion: it was
-// stopped, and what came in meanwhile is still to be read.
+// How long a loop did not run before the present pass, when that is out of all proportion.
 class Stall {
   public:
     void look() {
         const double now = steady_time();
-        seconds_ = last_ != 0.0 && now - last_ > k_longest_pass ? now - last_ : 0.0;
+        seconds_ = gap(now);
         last_ = now;
     }
     double seconds() const { return seconds_; }
+    bool is_overdue() const { return gap(steady_time()) != 0.0; }
 
   private:
     static constexpr double k_longest_pass = 15.0; // s, half of the silence that ends a link
+    double gap(double now) const {
+        return last_ != 0.0 && now - last_ > k_longest_pass ? now - last_ : 0.0;
+    }
+
     double last_ = 0.0, seconds_ = 0.0;
 };
 
 thread_local Stall g_stall;
+
+void loop_begins() {
+    g_stall = {};
+}
+
+void pass_begins() {
+    g_stall.look();
+}
+
+bool pass_was_stopped() {
+    return g_stall.is_overdue();
+}
 
 void report_failed_select(SelectSets *sets, int error, Caller caller) {
     errno = error;
@@ -292,7 +308,7 @@ void report_failed_select(SelectSets *sets, int error, Caller caller) {
 }
 
 void ServiceLoop::run(const sigset_t *select_mask) {
-    g_stall = {};
+    loop_begins();
     for (;;) {
         pthread_testcancel();
         if (!prepare_select())
@@ -309,6 +325,7 @@ bool ServiceLoop::prepare_select() {
     pre_select();
     sets_.fd_max = select_highest(&sets_.rx, &sets_.tx, sets_.fd_max);
     if (sets_.fd_max == -1) {
+        pass_begins();
         loop_continue();
         UTIL_sched_yield();
         return false;
@@ -320,7 +337,7 @@ bool ServiceLoop::prepare_select() {
 
 void ServiceLoop::serve_selected(int result, int error) {
     const CancelGuard uncancelled;
-    g_stall.look();
+    pass_begins();
     if (result > 0) {
         post_select();
     } else if (result == 0) {

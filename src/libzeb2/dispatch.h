@@ -124,6 +124,16 @@ template <class Link> struct LinkHooks {
     void (*select_failed)(Link *, int error);
 };
 
+// A process, or the whole machine, may stand still for longer than a peer may be silent. What came
+// in meanwhile is still to be read, and the peer may have stood still, too: that is no silence. A
+// loop says on its thread when it begins, and when the hooks of a pass do.
+void loop_begins();
+void pass_begins();
+// Whether this thread stood still since its pass began: times taken in the pass may be of before or
+// of after that. A hook then leaves everything to the next pass, which gives the time of the
+// standstill to all links alike (clock_step).
+bool pass_was_stopped();
+
 // One link in the select loop of its own thread, which prepare_thread has set up.
 template <class Link> class LinkLoop {
   public:
@@ -131,6 +141,7 @@ template <class Link> class LinkLoop {
         : lnk_(lnk), hooks_(hooks), cycle_(cycle) {}
     // Returns when the link is lost. Cancellation can happen between the hooks only.
     void run() {
+        loop_begins();
         bool served = start();
         while (served) {
             pthread_testcancel();
@@ -164,6 +175,7 @@ template <class Link> class LinkLoop {
     }
     bool serve_selected(int result, int error, fd_set *sel_rx, fd_set *sel_tx) {
         const CancelGuard uncancelled;
+        pass_begins();
         if (result > 0)
             return hooks_.post_select(lnk_, &rx_, &tx_, sel_rx, sel_tx, &fd_max_);
         if (result == 0 || error == EINTR)
@@ -235,9 +247,8 @@ double steady_time();
 // How far the wall clock was set since the last call, for carrying along what was stamped by it:
 //   lnk->last_rx_time += clock_step(now, &lnk->clock_offset);
 // `now` is the wall clock's present time; *offset belongs to the caller and starts at 0. Below a
-// second the result is 0: slewing is not a step, and what builds up is given out later. On the thread
-// of a loop that was stopped for long, the time of the stop is part of the step: nothing could be
-// heard, and the other side may have been stopped with it.
+// second the result is 0: slewing is not a step, and what builds up is given out later. On the
+// thread of a loop that stood still before its present pass, that time is part of the step.
 double clock_step(FTIME now, double *offset);
 
 } // namespace zeb

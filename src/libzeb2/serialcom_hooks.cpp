@@ -4,6 +4,7 @@
 #include "dispatch.h"
 #include "util.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -205,13 +206,14 @@ bool transmit(SERIALCOM_link *lnk, fd_set *rx_fds, fd_set *tx_fds) {
 }
 
 // Setting the station's clock must not look like silence, hide it, or delay a heartbeat. Whoever
-// waits for an answer has a deadline of the old clock.
+// waits for an answer has a deadline of the old clock. A heartbeat that was sent while the time of
+// a standstill was not yet known keeps its time.
 void follow_clock(SERIALCOM_link *lnk, FTIME now) {
     const double step = zeb::clock_step(now, &lnk->clock_offset);
     if (step == 0.0)
         return;
     lnk->last_rx_time += step;
-    lnk->next_hb_time += step;
+    lnk->next_hb_time = std::min(lnk->next_hb_time + step, now + k_heartbeat_period);
     pthread_cond_broadcast(&lnk->req_cond);
 }
 
@@ -279,6 +281,8 @@ BOOL SERIALCOM_dispatch_post_select(SERIALCOM_link *lnk, fd_set *rx_fds, fd_set 
         return TRUE;
     const FTIME now = UTIL_ftime();
     follow_clock(lnk, now);
+    if (zeb::pass_was_stopped())
+        return TRUE;
     if (zeb::select_contains(lnk->fh, sel_rx_fds) && !receive(lnk, now, rx_fds, tx_fds))
         return FALSE;
     if (zeb::select_contains(lnk->fh, sel_tx_fds) && !transmit(lnk, rx_fds, tx_fds))
@@ -295,5 +299,7 @@ BOOL SERIALCOM_dispatch_loop_continue(SERIALCOM_link *lnk, fd_set *rx_fds, fd_se
         return TRUE;
     const FTIME now = UTIL_ftime();
     follow_clock(lnk, now);
+    if (zeb::pass_was_stopped())
+        return TRUE;
     return drop_silent(lnk, now, rx_fds, tx_fds) ? FALSE : TRUE;
 }

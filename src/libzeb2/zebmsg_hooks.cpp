@@ -4,7 +4,6 @@
 #include "dispatch.h"
 #include "util.h"
 
-
 namespace {
 
 constexpr double k_silence_limit = 30.0; // s without a byte: the server is dead
@@ -216,6 +215,8 @@ BOOL ZEBMSG_dispatch_post_select(ZEBMSG_link *lnk, fd_set *rx_fds, fd_set *tx_fd
         return TRUE;
     const FTIME now = UTIL_ftime();
     follow_clock(lnk, now);
+    if (zeb::pass_was_stopped())
+        return TRUE;
     if (zeb::select_contains(lnk->fh, sel_rx_fds) && !receive(lnk, now, rx_fds, tx_fds))
         return FALSE;
     if (zeb::select_contains(lnk->fh, sel_tx_fds) && !transmit(lnk, rx_fds, tx_fds))
@@ -230,5 +231,7 @@ BOOL ZEBMSG_dispatch_loop_continue(ZEBMSG_link *lnk, fd_set *rx_fds, fd_set *tx_
         return TRUE;
     const FTIME now = UTIL_ftime();
     follow_clock(lnk, now);
+    if (zeb::pass_was_stopped())
+        return TRUE;
     return drop_silent(lnk, now, rx_fds, tx_fds) ? FALSE : TRUE;
 }
