@@ -10,7 +10,7 @@
 namespace zebctl {
 namespace {
 
-constexpr size_t k_piece = 256 * 1024; // bytes read at a time, at most
+constexpr size_t k_piece = 64 * 1024; // bytes read at a time, at most
 
 } // namespace
 
@@ -24,8 +24,9 @@ ByteSource file_source(int fd) {
     };
 }
 
-void ByteWindow::make_room(size_t count) {
-    const size_t wanted = std::max(count, bytes().size()) + k_piece;
+// For one more piece: what a stream announces may never come.
+void ByteWindow::make_room() {
+    const size_t wanted = bytes().size() + k_piece;
     if (storage_.size() - begin_ >= wanted)
         return;
     if (begin_ > 0)
@@ -38,7 +39,7 @@ void ByteWindow::make_room(size_t count) {
 
 bool ByteWindow::want(size_t count) {
     while (bytes().size() < count && !ended_) {
-        make_room(count);
+        make_room();
         const ssize_t got =
             source_(storage_.data() + end_, std::min(storage_.size() - end_, k_piece));
         ended_ = got <= 0;

@@ -33,7 +33,7 @@ class ByteWindow {
     int error() const { return error_; }        // errno of the read that ended the stream, or 0
 
   private:
-    void make_room(size_t count);
+    void make_room();
 
     ByteSource source_;
     std::vector<char> storage_;
