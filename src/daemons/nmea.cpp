@@ -170,7 +170,7 @@ std::optional<Fix> FixAssembler::finish() {
 std::optional<Fix> FixAssembler::begin_instant(double second) {
     if (collecting_ && second == second_of_day_)
         return std::nullopt;
-    const std::optional<Fix> finished = finish();
+    std::optional<Fix> finished = finish();
     fix_ = Fix();
     collecting_ = true;
     voided_ = false;

@@ -12,7 +12,6 @@ namespace zebctl {
 namespace {
 
 using serverkit::k_frame_header;
-using serverkit::Message;
 
 constexpr std::string_view k_signature(serverkit::k_frame_signature,
                                        sizeof serverkit::k_frame_signature - 1);

@@ -161,6 +161,7 @@ void FrameLink::transfer(bool readable, const Hear &hear) {
 
 bool serve(const std::vector<FrameLink *> &links, double seconds, const FrameLink::Hear &hear) {
     std::vector<pollfd> sockets;
+    sockets.reserve(links.size());
     for (FrameLink *link : links)
         sockets.push_back(
             {link->fd(), static_cast<short>(link->queued() > 0 ? POLLIN | POLLOUT : POLLIN), 0});

@@ -90,7 +90,7 @@ ByteSource hex_source(ByteWindow &text, HexText::Fault fault) {
         if (ready->empty())
             parser->end();
         const size_t count = std::min(size, ready->size());
-        memcpy(to, ready->data(), count);
+        ready->copy(to, count);
         ready->erase(0, count);
         return static_cast<ssize_t>(count);
     };

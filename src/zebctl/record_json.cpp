@@ -261,7 +261,7 @@ bool store_text(char *at, size_t capacity, const std::string &text, std::string 
         return false;
     }
     memset(at, 0, capacity);
-    memcpy(at, text.data(), text.size());
+    text.copy(at, text.size());
     return true;
 }
 
@@ -340,7 +340,7 @@ std::string no_such_field(const NETDSD_entry &description, const std::string &na
 
 std::string cut_component(std::string &path) {
     const size_t dot = path.find('.');
-    const std::string head = path.substr(0, dot);
+    std::string head = path.substr(0, dot);
     path = dot == std::string::npos ? "" : path.substr(dot + 1);
     return head;
 }
