@@ -1,8 +1,6 @@
 // Reads a recording of 100 MB with the programs that a user would run, and says how fast and in how
 // much memory.
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -17,6 +15,7 @@
 
 #include <zeb2/libzeb2.h>
 
+#include "command_line/command_line.h"
 #include "recording.h"
 #include "serverkit/message.h"
 
@@ -99,10 +98,11 @@ void measure(const std::string &zebctl, std::vector<std::string> words, double s
 int main(int argc, char **argv) {
     double megabytes = 100;
     std::string zebctl = ZEB_ZEBCTL;
-    CLI::App app("Speed and memory of zebctl decode and table on a recording.");
-    app.add_option("--megabytes", megabytes, "size of the recording")->capture_default_str();
-    app.add_option("--zebctl", zebctl, "the program")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    command_line::Parser app("Speed and memory of zebctl decode and table on a recording.");
+    app.add_option("--megabytes", megabytes, "size of the recording").capture_default_str();
+    app.add_option("--zebctl", zebctl, "the program").capture_default_str();
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     LIBZEB_init("recording_driver");
     char path[] = "/tmp/recordingXXXXXX";
     close(mkstemp(path));

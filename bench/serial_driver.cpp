@@ -10,8 +10,6 @@
 
 #include <zeb2/libzeb2.h>
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -33,6 +31,8 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+#include "command_line/command_line.h"
 
 namespace {
 
@@ -482,11 +482,13 @@ int main(int argc, char **argv) {
     double seconds = 2;
     double idle = 20;
     std::string daemon;
-    CLI::App app("What the serial-port server costs beside the same work straight on the lines.");
-    app.add_option("--seconds", seconds, "per measurement")->capture_default_str();
-    app.add_option("--idle", idle, "seconds to watch the idle station")->capture_default_str();
-    app.add_option("--daemon", daemon)->group("");
-    CLI11_PARSE(app, argc, argv);
+    command_line::Parser app(
+        "What the serial-port server costs beside the same work straight on the lines.");
+    app.add_option("--seconds", seconds, "per measurement").capture_default_str();
+    app.add_option("--idle", idle, "seconds to watch the idle station").capture_default_str();
+    app.add_option("--daemon", daemon).group("");
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     if (!daemon.empty())
         return idle_daemon(daemon);
 

@@ -7,8 +7,6 @@
 // One thread plays one sender and N receivers. The sender runs at most a window of bytes ahead of
 // the slowest receiver, so that no broker drops or disconnects and every byte sent is delivered.
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -26,6 +24,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+#include "command_line/command_line.h"
 
 namespace {
 
@@ -383,10 +383,12 @@ double idle_memory(const Protocol &protocol, const std::string &zebmsgd) {
 int main(int argc, char **argv) {
     double seconds = 2;
     std::string zebmsgd = ZEB_ZEBMSGD;
-    CLI::App app("Delivery of the message server beside mosquitto and redis, in one run.");
-    app.add_option("--seconds", seconds, "per measurement")->capture_default_str();
-    app.add_option("--zebmsgd", zebmsgd, "the server's program")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    command_line::Parser app(
+        "Delivery of the message server beside mosquitto and redis, in one run.");
+    app.add_option("--seconds", seconds, "per measurement").capture_default_str();
+    app.add_option("--zebmsgd", zebmsgd, "the server's program").capture_default_str();
+    if (const auto status = app.parse(argc, argv))
+        return *status;
 
     const std::vector<Protocol> protocols = {zeb(), mqtt(), redis()};
     printf("%-10s %9s %7s %14s %10s %10s\n", "broker", "receivers", "bytes", "delivered/s", "MB/s",

@@ -1,11 +1,10 @@
 #include "daemon.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
 
+#include "command_line/command_line.h"
 #include "serverkit/report.h"
 #include "serverkit/streams.h"
 
@@ -154,29 +153,22 @@ Daemon::~Daemon() {
         LIBZEB_cleanup();
 }
 
-// A negative result means "go on", any other is the exit status.
-int Daemon::parse_command_line(int argc, char **argv) {
-    CLI::App app(description_);
+std::optional<int> Daemon::parse_command_line(int argc, char **argv) {
+    command_line::Parser app(description_);
     app.set_version_flag("--version", options_.name + " " + ZEB_VERSION);
     app.add_option("-n,--name", options_.name,
                    "name on the message server and of the branch of the configuration")
-        ->capture_default_str();
+        .capture_default_str();
     app.add_option("-c,--config", options_.config,
                    "configuration file (default: etc/zeb.conf under $ZEB2)");
     serverkit::add_inspection(app, inspection_);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
-    return -1;
+    return app.parse(argc, argv);
 }
 
 bool Daemon::start(int argc, char **argv) {
     serverkit::hold_standard_streams();
-    const int status = parse_command_line(argc, argv);
-    if (status >= 0) {
-        exit_status_ = status;
+    if (const auto status = parse_command_line(argc, argv)) {
+        exit_status_ = *status;
         return false;
     }
     if (!LIBZEB_init(options_.name.c_str()))

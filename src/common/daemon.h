@@ -115,7 +115,8 @@ class Daemon {
     std::string port() { return configuration_->text("Port"); }
 
   private:
-    int parse_command_line(int argc, char **argv);
+    // The exit status, when the program does not go on.
+    std::optional<int> parse_command_line(int argc, char **argv);
     bool connect_to(const std::string &port);
 
     const serverkit::ProgramKeys &keys_;

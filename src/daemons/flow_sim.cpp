@@ -1,8 +1,6 @@
 // flow_sim.cpp - a flow controller on a pseudo terminal, for demos and trials: answers the
 // questions of flow_protocol.h, and misbehaves on demand.
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <deque>
 #include <iostream>
@@ -11,6 +9,7 @@
 
 #include <zeb2/libzeb2.h>
 
+#include "command_line/command_line.h"
 #include "flow_device.h"
 #include "pty.h"
 
@@ -46,45 +45,42 @@ void simulate(const Options &options, pty::Terminal &terminal) {
     }
 }
 
-void add_options(CLI::App &app, Options &options) {
-    app.add_option("-l,--link", options.link, "name of a link to the terminal to make")->required();
+void add_options(command_line::Command app, Options &options) {
+    app.add_option("-l,--link", options.link, "name of a link to the terminal to make").required();
     app.add_option("--address", options.device.address, "of the controller")
-        ->check(CLI::Range(0, 99))
-        ->capture_default_str();
+        .check(command_line::in_range(0, 99))
+        .capture_default_str();
     app.add_option("--valve", options.device.valve, "opening at the start, %")
-        ->check(CLI::Range(0.0, 100.0))
-        ->capture_default_str();
+        .check(command_line::in_range(0.0, 100.0))
+        .capture_default_str();
     app.add_option("--time-constant", options.device.time_constant,
                    "of the flow behind the valve, seconds")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+        .check(command_line::positive())
+        .capture_default_str();
     app.add_option("--noise", options.device.noise, "factor on the noise of the readings")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    app.add_option("--seed", options.device.seed, "of the noise")->capture_default_str();
+        .check(command_line::non_negative())
+        .capture_default_str();
+    app.add_option("--seed", options.device.seed, "of the noise").capture_default_str();
     app.add_option("--mute-after", options.device.mute_after,
                    "answer so many questions and no more (0: all)")
-        ->capture_default_str();
+        .capture_default_str();
     app.add_option("--wrong-checksum-every", options.device.wrong_checksum_every,
                    "damage each so-manieth answer (0: none)")
-        ->capture_default_str();
+        .capture_default_str();
     app.add_option("--late", options.late, "seconds between a question and its answer")
-        ->check(CLI::Range(0.0, 3600.0))
-        ->capture_default_str();
+        .check(command_line::in_range(0.0, 3600.0))
+        .capture_default_str();
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     Options options;
-    CLI::App app("A flow controller, a pump behind a valve, on a pseudo terminal.");
+    command_line::Parser app("A flow controller, a pump behind a valve, on a pseudo terminal.");
     app.set_version_flag("--version", std::string("zeb-flow-sim ") + ZEB_VERSION);
     add_options(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
+    if (const auto status = app.parse(argc, argv))
+        return *status;
 
     UTIL_init();
     UTIL_exit_signal_poll_setup();

@@ -1,8 +1,6 @@
 // nmea_sim.cpp - a satellite navigation receiver on a pseudo terminal, for demos and trials: sends
 // the sentences of a receiver that moves on a circle, or plays a captured file at its own pace.
 
-#include <CLI/CLI.hpp>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +13,7 @@
 
 #include <zeb2/libzeb2.h>
 
+#include "command_line/command_line.h"
 #include "nmea.h"
 #include "pty.h"
 
@@ -128,32 +127,29 @@ int replay(const Options &options, pty::Terminal &terminal) {
 
 int main(int argc, char **argv) {
     Options options;
-    CLI::App app(
+    command_line::Parser app(
         "A satellite navigation receiver on a pseudo terminal: simulated, or replayed from a "
         "captured file.");
     app.set_version_flag("--version", std::string("zeb-nmea-sim ") + ZEB_VERSION);
-    app.add_option("-l,--link", options.link, "name of a link to the terminal to make")->required();
+    app.add_option("-l,--link", options.link, "name of a link to the terminal to make").required();
     app.add_option("-r,--replay", options.replay, "play this file of sentences at its own pace");
     app.add_option("--speed", options.speed, "factor on the pace of a replay")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+        .check(command_line::positive())
+        .capture_default_str();
     app.add_option("--interval", options.interval, "seconds between simulated fixes")
-        ->check(CLI::Range(0.05, 3600.0))
-        ->capture_default_str();
+        .check(command_line::in_range(0.05, 3600.0))
+        .capture_default_str();
     app.add_option("--latitude", options.latitude, "centre of the circle, degrees")
-        ->check(CLI::Range(-89.0, 89.0))
-        ->capture_default_str();
+        .check(command_line::in_range(-89.0, 89.0))
+        .capture_default_str();
     app.add_option("--longitude", options.longitude, "centre of the circle, degrees")
-        ->check(CLI::Range(-180.0, 180.0))
-        ->capture_default_str();
+        .check(command_line::in_range(-180.0, 180.0))
+        .capture_default_str();
     app.add_option("--radius", options.radius, "of the circle, metres")
-        ->check(CLI::Range(0.0, 100000.0))
-        ->capture_default_str();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
+        .check(command_line::in_range(0.0, 100000.0))
+        .capture_default_str();
+    if (const auto status = app.parse(argc, argv))
+        return *status;
 
     UTIL_init();
     UTIL_exit_signal_poll_setup();

@@ -8,10 +8,11 @@
 #include <map>
 #include <optional>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <zeb2/util.h>
+
+#include "command_line/command_line.h"
 
 #include "report.h"
 
@@ -185,13 +186,14 @@ int print(const File &file, const Keys &keys, bool json) {
 
 } // namespace
 
-void add_inspection(CLI::App &app, Inspection &inspection) {
-    CLI::Option *check = app.add_flag("--check-config", inspection.check,
-                                      "Check the configuration, open nothing else, and exit");
-    CLI::Option *show = app.add_flag("--print-config", inspection.print,
-                                     "Print every key with its value and where that comes from");
-    show->excludes(check);
-    app.add_flag("--json", inspection.json, "Print it as JSON")->needs(show);
+void add_inspection(command_line::Command app, Inspection &inspection) {
+    const command_line::Option check = app.add_flag(
+        "--check-config", inspection.check, "Check the configuration, open nothing else, and exit");
+    const command_line::Option show =
+        app.add_flag("--print-config", inspection.print,
+                     "Print every key with its value and where that comes from");
+    show.excludes(check);
+    app.add_flag("--json", inspection.json, "Print it as JSON").needs(show);
 }
 
 void print_findings(const std::string &file, const std::vector<zeb::ConfFinding> &findings) {

@@ -13,8 +13,8 @@
 
 #include "key_check.h"
 
-namespace CLI {
-class App;
+namespace command_line {
+class Command;
 }
 
 namespace serverkit {
@@ -27,7 +27,7 @@ struct Inspection {
 };
 
 // --check-config, --print-config, --json
-void add_inspection(CLI::App &app, Inspection &inspection);
+void add_inspection(command_line::Command app, Inspection &inspection);
 
 struct Subject {
     const Keys &keys;

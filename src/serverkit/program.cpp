@@ -3,10 +3,11 @@
 #include "inspect.h"
 #include "streams.h"
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include <zeb2/libzeb2.h>
+
+#include "command_line/command_line.h"
 
 namespace serverkit {
 namespace {
@@ -29,17 +30,14 @@ int run_program(const Program &program, int argc, char **argv) {
     bool verbose = false;
     Inspection inspection;
     const Keys keys(program.keys);
-    CLI::App app(program.description, program.keys.name);
+    command_line::Parser app(program.description, program.keys.name);
     app.add_option("-c,--config", config_file,
                    "Configuration file (default: etc/zeb.conf under $ZEB2)");
     app.add_flag("-v,--verbose", verbose, program.verbose_help);
     app.set_version_flag("--version", keys.name() + " " + program.version);
     add_inspection(app, inspection);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : k_exit_usage;
-    }
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     if (!LIBZEB_init(program.keys.name))
         return k_exit_failure;
     const int status = inspection.is_wanted()

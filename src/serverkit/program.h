@@ -17,7 +17,6 @@ struct Program {
 };
 
 constexpr int k_exit_failure = 1;
-constexpr int k_exit_usage = 2;
 
 // Returns the exit status of the process.
 int run_program(const Program &program, int argc, char **argv);

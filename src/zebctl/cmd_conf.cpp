@@ -106,22 +106,22 @@ int run_check(const Options &options) {
 
 } // namespace
 
-void add_conf(CLI::App &app, Run &run) {
+void add_conf(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("conf", "Check and read configuration files");
-    command->require_subcommand(1);
+    const Command command = app.add_subcommand("conf", "Check and read configuration files");
+    command.require_subcommand();
     const char *file_help = "configuration file (default: etc/zeb.conf under $ZEB2)";
-    CLI::App *check =
-        command->add_subcommand("check", "Show the lines that will be ignored or changed");
-    check->add_option("file", options->file, file_help);
-    check->callback([options, &run] { run = [options] { return run_check(*options); }; });
-    CLI::App *get = command->add_subcommand("get", "Print the value of a key");
-    get->add_option("key", options->path, "such as Disk;LogDir")->required();
-    get->add_option("-f,--file", options->file, file_help);
-    get->callback([options, &run] { run = [options] { return run_get(*options); }; });
-    CLI::App *dump = command->add_subcommand("dump", "Print every setting, sorted");
-    dump->add_option("file", options->file, file_help);
-    dump->callback([options, &run] { run = [options] { return run_dump(*options); }; });
+    const Command check =
+        command.add_subcommand("check", "Show the lines that will be ignored or changed");
+    check.add_option("file", options->file, file_help);
+    check.callback([options, &run] { run = [options] { return run_check(*options); }; });
+    const Command get = command.add_subcommand("get", "Print the value of a key");
+    get.add_option("key", options->path, "such as Disk;LogDir").required();
+    get.add_option("-f,--file", options->file, file_help);
+    get.callback([options, &run] { run = [options] { return run_get(*options); }; });
+    const Command dump = command.add_subcommand("dump", "Print every setting, sorted");
+    dump.add_option("file", options->file, file_help);
+    dump.callback([options, &run] { run = [options] { return run_dump(*options); }; });
 }
 
 } // namespace zebctl

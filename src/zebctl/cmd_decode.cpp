@@ -72,31 +72,31 @@ int run_decode(const Options &options) {
 
 } // namespace
 
-void add_decode(CLI::App &app, Run &run) {
-    static const std::map<std::string, Kind> k_kinds = {{"recording", Kind::recording},
-                                                        {"frames", Kind::frames},
-                                                        {"message", Kind::message},
-                                                        {"package", Kind::package}};
+void add_decode(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("decode", "Show recordings, frames and records");
-    command->add_option("file", options->file,
-                        "recording, frames, message or package; - is "
-                        "standard input");
-    command->add_flag("-j,--json", options->decode.json, "one JSON object a line");
-    auto *hex = command->add_flag("-x,--hex", options->hex, "the file holds hexadecimal text");
-    command->add_flag("--binary", options->binary, "the file holds bytes, whatever it looks like")
-        ->excludes(hex);
-    command->add_option("--as", options->decode.kind, "what the file holds, instead of looking")
-        ->transform(
-            CLI::CheckedTransformer(k_kinds).description("recording, frames, message or package"));
-    command->add_option("--structure", options->decode.structure,
-                        "the record in a package without a description");
-    command->add_flag("--types", options->decode.types,
-                      "JSON with the types of all fields (else of unknown structures only)");
-    options->decode.choice.add_options(*command);
-    command->add_option("-n,--count", options->decode.count, "stop after so many")
-        ->check(CLI::PositiveNumber);
-    command->callback([options, &run] { run = [options] { return run_decode(*options); }; });
+    const Command command = app.add_subcommand("decode", "Show recordings, frames and records");
+    command.add_option("file", options->file,
+                       "recording, frames, message or package; - is "
+                       "standard input");
+    command.add_flag("-j,--json", options->decode.json, "one JSON object a line");
+    const Option hex =
+        command.add_flag("-x,--hex", options->hex, "the file holds hexadecimal text");
+    command.add_flag("--binary", options->binary, "the file holds bytes, whatever it looks like")
+        .excludes(hex);
+    command.add_choice("--as", options->decode.kind,
+                       {{"recording", Kind::recording},
+                        {"frames", Kind::frames},
+                        {"message", Kind::message},
+                        {"package", Kind::package}},
+                       "what the file holds, instead of looking");
+    command.add_option("--structure", options->decode.structure,
+                       "the record in a package without a description");
+    command.add_flag("--types", options->decode.types,
+                     "JSON with the types of all fields (else of unknown structures only)");
+    options->decode.choice.add_options(command);
+    command.add_option("-n,--count", options->decode.count, "stop after so many")
+        .check(command_line::positive());
+    command.callback([options, &run] { run = [options] { return run_decode(*options); }; });
 }
 
 } // namespace zebctl

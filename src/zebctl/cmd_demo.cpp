@@ -49,19 +49,19 @@ int run_demo(const Options &options) {
 
 } // namespace
 
-void add_demo(CLI::App &app, Run &run) {
+void add_demo(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command =
+    const Command command =
         app.add_subcommand("demo", "Show a simulated station, live, in a private directory");
-    command->add_option("--seconds", options->seconds, "how long to watch the traffic")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 86400));
-    command->add_option("--replay", options->replay, "NMEA file that the receiver plays")
-        ->check(CLI::ExistingFile);
-    command->add_flag("--unplug", options->unplug, "pull the flow controller's line for 5 seconds");
-    command->add_flag("--keep", options->keep,
-                      "leave the directory with every program's log behind");
-    command->callback([options, &run] { run = [options] { return run_demo(*options); }; });
+    command.add_option("--seconds", options->seconds, "how long to watch the traffic")
+        .capture_default_str()
+        .check(command_line::in_range(1, 86400));
+    command.add_option("--replay", options->replay, "NMEA file that the receiver plays")
+        .check(command_line::existing_file());
+    command.add_flag("--unplug", options->unplug, "pull the flow controller's line for 5 seconds");
+    command.add_flag("--keep", options->keep,
+                     "leave the directory with every program's log behind");
+    command.callback([options, &run] { run = [options] { return run_demo(*options); }; });
 }
 
 } // namespace zebctl

@@ -121,16 +121,17 @@ int run_describe(const Options &options) {
 
 } // namespace
 
-void add_describe(CLI::App &app, Run &run) {
+void add_describe(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("describe", "Show a record or message of the catalogue");
-    auto *name =
-        command->add_option("name", options->name, "such as NET_GPS_Fixinfo or MSG_GPS_INSTANT");
-    command->add_flag("-l,--list", options->list, "list every name")->excludes(name);
-    command->add_flag("-j,--json", options->json, "as JSON");
-    command->callback([options, &run] {
+    const Command command =
+        app.add_subcommand("describe", "Show a record or message of the catalogue");
+    const Option name =
+        command.add_option("name", options->name, "such as NET_GPS_Fixinfo or MSG_GPS_INSTANT");
+    command.add_flag("-l,--list", options->list, "list every name").excludes(name);
+    command.add_flag("-j,--json", options->json, "as JSON");
+    command.callback([options, &run] {
         if (!options->list && options->name.empty())
-            throw CLI::ValidationError("name", "name a record or a message, or use --list");
+            throw UsageError("name", "name a record or a message, or use --list");
         run = [options] { return run_describe(*options); };
     });
 }

@@ -51,12 +51,12 @@ int run_instruments(bool as_json) {
 
 } // namespace
 
-void add_instruments(CLI::App &app, Run &run) {
+void add_instruments(Command app, Run &run) {
     auto as_json = std::make_shared<bool>(false);
-    CLI::App *command =
+    const Command command =
         app.add_subcommand("instruments", "List the instruments that announced themselves");
-    command->add_flag("-j,--json", *as_json, "as JSON");
-    command->callback([as_json, &run] { run = [as_json] { return run_instruments(*as_json); }; });
+    command.add_flag("-j,--json", *as_json, "as JSON");
+    command.callback([as_json, &run] { run = [as_json] { return run_instruments(*as_json); }; });
 }
 
 } // namespace zebctl

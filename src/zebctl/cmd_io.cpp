@@ -266,83 +266,82 @@ std::string check_name(const std::string &name) {
 void check_request(const Options &options) {
     const auto request = parse_io_request(options.value);
     if (!request)
-        throw CLI::ValidationError(
-            "value", "\"" + options.value + "\" is neither a number nor true, on, false or off");
+        throw UsageError("value", "\"" + options.value +
+                                      "\" is neither a number nor true, on, false or off");
     if (request->digital && options.name.find_first_of(",;:") != std::string::npos)
-        throw CLI::ValidationError("name", "the name of a digital has no \",\", \";\" or \":\"");
+        throw UsageError("name", "the name of a digital has no \",\", \";\" or \":\"");
 }
 
 using Shared = std::shared_ptr<Options>;
 
-CLI::App *add(CLI::App *io, const char *name, const char *help, const Shared &options, Run &run,
-              int (*what)(const Options &)) {
-    CLI::App *command = io->add_subcommand(name, help);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, &run, what] { run = [options, what] { return what(*options); }; });
+Command add(Command io, const char *name, const char *help, const Shared &options, Run &run,
+            int (*what)(const Options &)) {
+    const Command command = io.add_subcommand(name, help);
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, &run, what] { run = [options, what] { return what(*options); }; });
     return command;
 }
 
-CLI::Option *add_timeout(CLI::App *command, const Shared &options, double seconds,
-                         const char *help) {
+Option add_timeout(Command command, const Shared &options, double seconds, const char *help) {
     options->timeout = seconds;
-    CLI::Option *option = command->add_option("--timeout", options->timeout, help);
-    option->check(CLI::NonNegativeNumber);
-    return seconds < 0 ? option : option->capture_default_str();
+    const Option option = command.add_option("--timeout", options->timeout, help);
+    option.check(command_line::non_negative());
+    return seconds < 0 ? option : option.capture_default_str();
 }
 
-void add_list(CLI::App *io, Run &run) {
+void add_list(Command io, Run &run) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command =
+    const Command command =
         add(io, "list", "List what is published and asked for", options, run, run_list);
     add_timeout(command, options, 3, "listen for so many seconds");
-    command->add_flag("-j,--json", options->json, "as JSON");
+    command.add_flag("-j,--json", options->json, "as JSON");
 }
 
-void add_get(CLI::App *io, Run &run) {
+void add_get(Command io, Run &run) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command = add(io, "get", "Print the value of a variable", options, run, run_get);
-    command->add_option("name", options->name, "the variable")->required()->check(check_name);
-    CLI::Option *average =
-        command->add_flag("-a,--average", options->average, "its average instead");
-    command->add_flag("-r,--running", options->running, "its running average instead")
-        ->excludes(average);
+    const Command command = add(io, "get", "Print the value of a variable", options, run, run_get);
+    command.add_option("name", options->name, "the variable").required().check(check_name);
+    const Option average =
+        command.add_flag("-a,--average", options->average, "its average instead");
+    command.add_flag("-r,--running", options->running, "its running average instead")
+        .excludes(average);
     add_timeout(command, options, 5, "wait at most so many seconds until it is published");
-    command->add_flag("-j,--json", options->json, "all that is known of it, as JSON");
+    command.add_flag("-j,--json", options->json, "all that is known of it, as JSON");
 }
 
-void add_set(CLI::App *io, Run &run) {
+void add_set(Command io, Run &run) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command = add(io, "set", "Ask for an output to be set", options, run, run_set);
-    command->add_option("name", options->name, "the output")->required()->check(check_name);
+    const Command command = add(io, "set", "Ask for an output to be set", options, run, run_set);
+    command.add_option("name", options->name, "the output").required().check(check_name);
     command
-        ->add_option("value", options->value,
-                     "a number for a real output; true, on, false or off for a digital one")
-        ->required();
+        .add_option("value", options->value,
+                    "a number for a real output; true, on, false or off for a digital one")
+        .required();
     add_timeout(command, options, 5, "wait at most so many seconds for the message server");
-    command->callback([options, &run] {
+    command.callback([options, &run] {
         check_request(*options);
         run = [options] { return run_set(*options); };
     });
 }
 
-void add_watch_variables(CLI::App *io, Run &run) {
+void add_watch_variables(Command io, Run &run) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command =
+    const Command command =
         add(io, "watch", "Show values and requests as they pass", options, run, run_watch);
-    command->add_option("names", options->names, "only these variables (* and ? match)");
-    command->add_option("-n,--count", options->count, "stop after so many")
-        ->check(CLI::PositiveNumber);
+    command.add_option("names", options->names, "only these variables (* and ? match)");
+    command.add_option("-n,--count", options->count, "stop after so many")
+        .check(command_line::positive());
     add_timeout(command, options, -1,
                 "stop after so many seconds (with --count: failing when fewer came)");
-    command->add_flag("-j,--json", options->json, "one JSON object a line");
+    command.add_flag("-j,--json", options->json, "one JSON object a line");
 }
 
 } // namespace
 
-void add_io(CLI::App &app, Run &run) {
-    CLI::App *io =
+void add_io(Command app, Run &run) {
+    const Command io =
         app.add_subcommand("io", "See and set the variables that the station's programs share");
-    io->require_subcommand(1);
+    io.require_subcommand();
     add_list(io, run);
     add_get(io, run);
     add_set(io, run);

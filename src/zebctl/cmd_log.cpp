@@ -55,24 +55,24 @@ std::string duty_names() {
     return names;
 }
 
-CLI::App *add(CLI::App *log, const char *name, const char *help, const Shared &options) {
-    CLI::App *command = log->add_subcommand(name, help);
-    command->add_option("--to", options->to, "tell this program only (default: everybody)");
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+Command add(Command log, const char *name, const char *help, const Shared &options) {
+    const Command command = log.add_subcommand(name, help);
+    command.add_option("--to", options->to, "tell this program only (default: everybody)");
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
     return command;
 }
 
-void add_duty(CLI::App *log, Run &run, const char *name, const char *help) {
+void add_duty(Command log, Run &run, const char *name, const char *help) {
     const auto options = std::make_shared<Options>();
     const Duty *duty = zeblogd::find_duty(name);
-    add(log, name, help, options)->callback([options, duty, &run] {
+    add(log, name, help, options).callback([options, duty, &run] {
         run = [options, duty] { return run_duty(*options, *duty); };
     });
 }
 
-void add_enable(CLI::App *log, Run &run, const char *name, const char *help, bool enable) {
+void add_enable(Command log, Run &run, const char *name, const char *help, bool enable) {
     const auto options = std::make_shared<Options>();
-    add(log, name, help, options)->callback([options, enable, &run] {
+    add(log, name, help, options).callback([options, enable, &run] {
         run = [options, enable] { return run_enable(*options, enable); };
     });
 }
@@ -80,30 +80,30 @@ void add_enable(CLI::App *log, Run &run, const char *name, const char *help, boo
 void choose_interval(const Shared &options, Run &run) {
     const Duty *duty = zeblogd::find_duty(options->duty);
     if (duty == nullptr)
-        throw CLI::ValidationError("what", "\"" + options->duty + "\" is none of " + duty_names());
+        throw UsageError("what", "\"" + options->duty + "\" is none of " + duty_names());
     const auto seconds = zeblogd::parse_interval(options->interval);
     if (!seconds || !zeblogd::is_interval(*duty, *seconds))
-        throw CLI::ValidationError("interval", "\"" + options->interval + "\" is not " +
-                                                   zeblogd::interval_limits(*duty));
+        throw UsageError("interval",
+                         "\"" + options->interval + "\" is not " + zeblogd::interval_limits(*duty));
     run = [options, duty, seconds] { return run_interval(*options, *duty, *seconds); };
 }
 
-void add_interval(CLI::App *log, Run &run) {
+void add_interval(Command log, Run &run) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command = add(log, "interval", "Set an interval of zeblogd", options);
-    command->add_option("what", options->duty, "of these: " + duty_names())->required();
+    const Command command = add(log, "interval", "Set an interval of zeblogd", options);
+    command.add_option("what", options->duty, "of these: " + duty_names()).required();
     command
-        ->add_option("interval", options->interval,
-                     "seconds, or 1:30, or 24:00:00; 0 switches it off")
-        ->required();
-    command->callback([options, &run] { choose_interval(options, run); });
+        .add_option("interval", options->interval,
+                    "seconds, or 1:30, or 24:00:00; 0 switches it off")
+        .required();
+    command.callback([options, &run] { choose_interval(options, run); });
 }
 
 } // namespace
 
-void add_log(CLI::App &app, Run &run) {
-    CLI::App *log = app.add_subcommand("log", "Command the station's loggers");
-    log->require_subcommand(1);
+void add_log(Command app, Run &run) {
+    const Command log = app.add_subcommand("log", "Command the station's loggers");
+    log.require_subcommand();
     add_duty(log, run, "average", "End the averages now and begin the next");
     add_duty(log, run, "monitor", "Have monitor records written now");
     add_duty(log, run, "flush", "Have the log files written to the disk now");

@@ -192,8 +192,8 @@ void choose_time(const char *option, const std::string &text, int64_t &time) {
         return;
     const auto parsed = parse_time(text);
     if (!parsed)
-        throw CLI::ValidationError(option, "\"" + text + "\" is no time (UTC) such as 2026-11-21 " +
-                                               "or 2026-11-21T04:05:06Z");
+        throw UsageError(option, "\"" + text + "\" is no time (UTC) such as 2026-11-21 " +
+                                     "or 2026-11-21T04:05:06Z");
     time = *parsed;
 }
 
@@ -202,7 +202,7 @@ void choose_plot(Options &options) {
     if (is_plot_file(options.plot))
         options.plot_file = options.plot;
     else if (!options.plot.empty() && !options.columns.empty())
-        throw CLI::ValidationError("--plot", "with --columns it names a .png or .svg file");
+        throw UsageError("--plot", "with --columns it names a .png or .svg file");
     else if (!options.plot.empty())
         options.columns = options.plot;
 }
@@ -213,40 +213,40 @@ void complete(Options &options) {
     choose_time("--since", options.since, options.choice.since);
     choose_time("--until", options.until, options.choice.until);
     if (!options.plot.empty() && options.choice.columns.empty())
-        throw CLI::ValidationError("--plot", "name the columns to plot");
+        throw UsageError("--plot", "name the columns to plot");
     if (!options.plot_file.empty() && !is_plot_file(options.plot_file))
-        throw CLI::ValidationError("--plot-file",
-                                   "\"" + options.plot_file + "\" ends with neither .png nor .svg");
+        throw UsageError("--plot-file",
+                         "\"" + options.plot_file + "\" ends with neither .png nor .svg");
 }
 
 } // namespace
 
-void add_logfile(CLI::App &app, Run &run) {
+void add_logfile(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("logfile", "Read, check and plot log files");
-    command->add_option("file", options->files, "log files; - is standard input")->required();
-    command->add_option("--columns", options->columns,
-                        "these columns, separated by commas, or all");
-    command->add_option("--records", options->choice.record, "this record only, such as X1S");
-    command->add_option("--since", options->since, "from this time (UTC) on");
-    command->add_option("--until", options->until, "before this time (UTC)");
-    auto *csv = command->add_flag("--csv", options->csv, "as CSV");
-    auto *json =
-        command->add_flag("-j,--json,--jsonl", options->json, "as JSON, one object a line");
-    auto *summary = command->add_flag("--summary", options->summary,
-                                      "number, range and mean of each column's values");
-    auto *header = command->add_flag("--header", options->header, "what the headers say");
-    auto *plot = command->add_option("--plot", options->plot,
-                                     "draw these columns, separated by commas, on the terminal; or "
-                                     "those of --columns to this .png or .svg file");
+    const Command command = app.add_subcommand("logfile", "Read, check and plot log files");
+    command.add_option("file", options->files, "log files; - is standard input").required();
+    command.add_option("--columns", options->columns, "these columns, separated by commas, or all");
+    command.add_option("--records", options->choice.record, "this record only, such as X1S");
+    command.add_option("--since", options->since, "from this time (UTC) on");
+    command.add_option("--until", options->until, "before this time (UTC)");
+    const Option csv = command.add_flag("--csv", options->csv, "as CSV");
+    const Option json =
+        command.add_flag("-j,--json,--jsonl", options->json, "as JSON, one object a line");
+    const Option summary = command.add_flag("--summary", options->summary,
+                                            "number, range and mean of each column's values");
+    const Option header = command.add_flag("--header", options->header, "what the headers say");
+    const Option plot =
+        command.add_option("--plot", options->plot,
+                           "draw these columns, separated by commas, on the terminal; or "
+                           "those of --columns to this .png or .svg file");
     command
-        ->add_option("--plot-file,--output", options->plot_file,
-                     "have gnuplot draw them to this .png or .svg file")
-        ->needs(plot);
-    csv->excludes(json)->excludes(summary)->excludes(header)->excludes(plot);
-    plot->excludes(json)->excludes(summary)->excludes(header);
-    header->excludes(summary);
-    command->callback([options, &run] {
+        .add_option("--plot-file,--output", options->plot_file,
+                    "have gnuplot draw them to this .png or .svg file")
+        .needs(plot);
+    csv.excludes(json).excludes(summary).excludes(header).excludes(plot);
+    plot.excludes(json).excludes(summary).excludes(header);
+    header.excludes(summary);
+    command.callback([options, &run] {
         complete(*options);
         run = [options] { return run_logfile(*options); };
     });

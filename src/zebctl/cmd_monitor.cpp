@@ -116,42 +116,43 @@ int run_send(const Options &options) {
     return session.send();
 }
 
-void add_sending(CLI::App *command, Options &options, const std::vector<CLI::Option *> &showing) {
-    CLI::Option *send = command->add_option("--send", options.text, "send this text instead");
-    send->check([](const std::string &text) {
+Option add_sending(Command command, Options &options, const std::vector<Option> &showing) {
+    const Option send = command.add_option("--send", options.text, "send this text instead");
+    send.check([](const std::string &text) {
         return text.size() <= k_longest_text
                    ? ""
                    : "a text has at most " + std::to_string(k_longest_text) + " characters";
     });
-    command->add_option("--flags", options.flags, "kind of the message that is sent")
-        ->check(CLI::Range(0, 255))
-        ->needs(send);
-    command->add_option("--name", options.name, "name on the message server to send under")
-        ->needs(send);
-    for (CLI::Option *option : showing)
-        send->excludes(option);
+    command.add_option("--flags", options.flags, "kind of the message that is sent")
+        .check(command_line::in_range(0, 255))
+        .needs(send);
+    command.add_option("--name", options.name, "name on the message server to send under")
+        .needs(send);
+    for (const Option option : showing)
+        send.excludes(option);
+    return send;
 }
 
 } // namespace
 
-void add_monitor(CLI::App &app, Run &run) {
+void add_monitor(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command =
+    const Command command =
         app.add_subcommand("monitor", "Show what programs tell the station's monitor");
-    const std::vector<CLI::Option *> showing = {
-        command->add_flag("-j,--json", options->json, "one JSON object a line"),
-        command->add_option("-f,--from", options->sources,
-                            "only messages of these programs (* and ? match)"),
-        command->add_option("-n,--count", options->count, "stop after so many")
-            ->check(CLI::PositiveNumber),
+    const std::vector<Option> showing = {
+        command.add_flag("-j,--json", options->json, "one JSON object a line"),
+        command.add_option("-f,--from", options->sources,
+                           "only messages of these programs (* and ? match)"),
+        command.add_option("-n,--count", options->count, "stop after so many")
+            .check(command_line::positive()),
         command
-            ->add_option("--timeout", options->timeout,
-                         "stop after so many seconds (with --count: failing when fewer came)")
-            ->check(CLI::NonNegativeNumber)};
-    add_sending(command, *options, showing);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, command, &run] {
-        const bool sends = command->count("--send") > 0;
+            .add_option("--timeout", options->timeout,
+                        "stop after so many seconds (with --count: failing when fewer came)")
+            .check(command_line::non_negative())};
+    const Option send = add_sending(command, *options, showing);
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, send, &run] {
+        const bool sends = send.count() > 0;
         run = [options, sends] { return sends ? run_send(*options) : run_monitor(*options); };
     });
 }

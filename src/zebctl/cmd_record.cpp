@@ -111,24 +111,24 @@ int run_record(const Options &options) {
 
 } // namespace
 
-void add_record(CLI::App &app, Run &run) {
+void add_record(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("record", "Keep messages in a file as they pass");
-    command->add_option("file", options->file, "recording; - is standard output")->required();
-    options->choice.add_options(*command);
-    command->add_option("-n,--count", options->count, "stop after so many")
-        ->check(CLI::PositiveNumber);
+    const Command command = app.add_subcommand("record", "Keep messages in a file as they pass");
+    command.add_option("file", options->file, "recording; - is standard output").required();
+    options->choice.add_options(command);
+    command.add_option("-n,--count", options->count, "stop after so many")
+        .check(command_line::positive());
     command
-        ->add_option("-s,--seconds", options->seconds,
-                     "stop after so many seconds (with --count: failing when fewer came)")
-        ->check(CLI::NonNegativeNumber)
-        ->check(check_finite);
-    auto *append =
-        command->add_flag("-a,--append", options->append, "add to a recording, if it is there");
-    command->add_flag("--force", options->force, "replace a file that is there")->excludes(append);
-    command->add_option("--name", options->name, "name on the message server")->check(check_name);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, &run] { run = [options] { return run_record(*options); }; });
+        .add_option("-s,--seconds", options->seconds,
+                    "stop after so many seconds (with --count: failing when fewer came)")
+        .check(command_line::non_negative())
+        .check(check_finite);
+    const Option append =
+        command.add_flag("-a,--append", options->append, "add to a recording, if it is there");
+    command.add_flag("--force", options->force, "replace a file that is there").excludes(append);
+    command.add_option("--name", options->name, "name on the message server").check(check_name);
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, &run] { run = [options] { return run_record(*options); }; });
 }
 
 } // namespace zebctl

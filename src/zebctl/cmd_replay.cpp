@@ -54,32 +54,33 @@ int run_replay(Options options) {
 
 } // namespace
 
-void add_replay(CLI::App &app, Run &run) {
+void add_replay(Command app, Run &run) {
     auto options = std::make_shared<Options>();
     ReplayOptions &replay = options->replay;
-    CLI::App *command = app.add_subcommand("replay", "Send a recording to a server again");
-    command->add_option("file", options->file, "recording; - is standard input")->required();
-    auto *speed = command->add_option("--speed", replay.speed, "so many times as fast as it was")
-                      ->check(CLI::Range(1e-6, 1e9))
-                      ->check(check_finite);
-    auto *fast =
-        command->add_flag("--fast", replay.fast, "without pauses, as fast as the server takes it");
-    auto *pause = command
-                      ->add_option("--max-pause", replay.longest_pause,
-                                   "pauses of the recording no longer than so many seconds")
-                      ->check(CLI::NonNegativeNumber)
-                      ->check(check_finite);
-    fast->excludes(speed)->excludes(pause);
-    auto *sources = command->add_flag("--as-sources", replay.as_sources,
-                                      "each program's messages under that program's name");
-    command->add_flag("--take-over", replay.take_over, "even from programs that are connected")
-        ->needs(sources);
-    command->add_option("--name", replay.name, "name on the message server")
-        ->check(check_name)
-        ->excludes(sources);
-    replay.choice.add_options(*command);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, &run] { run = [options] { return run_replay(*options); }; });
+    const Command command = app.add_subcommand("replay", "Send a recording to a server again");
+    command.add_option("file", options->file, "recording; - is standard input").required();
+    const Option speed =
+        command.add_option("--speed", replay.speed, "so many times as fast as it was")
+            .check(command_line::in_range(1e-6, 1e9))
+            .check(check_finite);
+    const Option fast =
+        command.add_flag("--fast", replay.fast, "without pauses, as fast as the server takes it");
+    const Option pause = command
+                             .add_option("--max-pause", replay.longest_pause,
+                                         "pauses of the recording no longer than so many seconds")
+                             .check(command_line::non_negative())
+                             .check(check_finite);
+    fast.excludes(speed).excludes(pause);
+    const Option sources = command.add_flag("--as-sources", replay.as_sources,
+                                            "each program's messages under that program's name");
+    command.add_flag("--take-over", replay.take_over, "even from programs that are connected")
+        .needs(sources);
+    command.add_option("--name", replay.name, "name on the message server")
+        .check(check_name)
+        .excludes(sources);
+    replay.choice.add_options(command);
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, &run] { run = [options] { return run_replay(*options); }; });
 }
 
 } // namespace zebctl

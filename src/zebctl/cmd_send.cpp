@@ -191,23 +191,23 @@ int run_send(const Options &options) {
 
 } // namespace
 
-void add_send(CLI::App &app, Run &run) {
+void add_send(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("send", "Send a message");
-    auto *type = command->add_option("type", options->type, "message, such as MSG_LOG_FLUSH");
-    command->add_option("fields", options->fields,
-                        "fields of its record as name=value (in.X.3=1.5)");
-    command->add_option("--to", options->to, "to this program only (default: published)");
-    command->add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
-        ->check(CLI::Range(0, 3));
-    command->add_option("--name", options->name, "name on the message server");
-    auto *json = command->add_flag("-j,--json", options->json,
-                                   "read lines as `zebctl watch --json` prints them");
-    json->excludes(type);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, &run] {
+    const Command command = app.add_subcommand("send", "Send a message");
+    const Option type = command.add_option("type", options->type, "message, such as MSG_LOG_FLUSH");
+    command.add_option("fields", options->fields,
+                       "fields of its record as name=value (in.X.3=1.5)");
+    command.add_option("--to", options->to, "to this program only (default: published)");
+    command.add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
+        .check(command_line::in_range(0, 3));
+    command.add_option("--name", options->name, "name on the message server");
+    const Option json = command.add_flag("-j,--json", options->json,
+                                         "read lines as `zebctl watch --json` prints them");
+    json.excludes(type);
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, &run] {
         if (!options->json && options->type.empty())
-            throw CLI::ValidationError("type", "name a message, or give lines with --json");
+            throw UsageError("type", "name a message, or give lines with --json");
         run = [options] { return run_send(*options); };
     });
 }

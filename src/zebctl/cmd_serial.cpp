@@ -105,16 +105,16 @@ int run_serial(const Options &options) {
 std::string unescaped(const char *option, const std::string &text) {
     std::string data, error;
     if (!unescape(text, data, error))
-        throw CLI::ValidationError(option, error);
+        throw UsageError(option, error);
     if (data.empty())
-        throw CLI::ValidationError(option, "nothing is given");
+        throw UsageError(option, "nothing is given");
     return data;
 }
 
 void read_options(Options &options) {
     std::string error;
     if (!parse_port(options.port, options.settings, options.choice, error))
-        throw CLI::ValidationError("PORT", error);
+        throw UsageError("PORT", error);
     for (const std::string &text : options.texts)
         options.sends.push_back(unescaped("--send", text));
     if (options.until)
@@ -129,69 +129,73 @@ void read_options(Options &options) {
     look.colour = use_colour() && options.sends.empty();
 }
 
-void add_view_options(CLI::App &command, Options &options) {
+void add_view_options(Command command, Options &options) {
     SerialView &view = options.session.view;
-    auto *hex = command.add_flag("-x,--hex", view.hex, "bytes as hexadecimal digits and as text");
-    auto *stamps =
+    const Option hex =
+        command.add_flag("-x,--hex", view.hex, "bytes as hexadecimal digits and as text");
+    const Option stamps =
         command
             .add_flag("-t{utc},--timestamps{utc}", options.stamps,
                       "the time of each line, in UTC or, with --timestamps=local, in local time")
-            ->check(CLI::IsMember({"utc", "local"}));
-    auto *json = command.add_flag("-j,--json", view.json, "one JSON object a line");
-    json->excludes(hex)->excludes(stamps);
+            .check(command_line::one_of({"utc", "local"}));
+    const Option json = command.add_flag("-j,--json", view.json, "one JSON object a line");
+    json.excludes(hex).excludes(stamps);
 }
 
-void add_talk_options(CLI::App &command, Options &options) {
+void add_talk_options(Command command, Options &options) {
     SerialSession &session = options.session;
-    auto *eol = command.add_option("-e,--eol", options.eol, "what ends each line that is sent")
-                    ->check(CLI::IsMember({"cr", "lf", "crlf", "none"}))
-                    ->capture_default_str();
-    auto *raw = command.add_flag("-r,--raw", session.raw,
-                                 "send each key at once, and a pipe's bytes as they are");
-    auto *echo = command.add_flag("--echo", session.echo,
-                                  "show what is sent also where the terminal or --raw hides it");
-    auto *listen = command.add_flag("-l,--listen", session.listen,
-                                    "only show what the line (<) and other programs (>) send");
-    auto *seconds = command.add_option("--seconds", session.seconds, "end after so many seconds")
-                        ->check(CLI::NonNegativeNumber);
-    auto *send =
+    const Option eol =
+        command.add_option("-e,--eol", options.eol, "what ends each line that is sent")
+            .check(command_line::one_of({"cr", "lf", "crlf", "none"}))
+            .capture_default_str();
+    const Option raw = command.add_flag("-r,--raw", session.raw,
+                                        "send each key at once, and a pipe's bytes as they are");
+    const Option echo = command.add_flag(
+        "--echo", session.echo, "show what is sent also where the terminal or --raw hides it");
+    const Option listen = command.add_flag(
+        "-l,--listen", session.listen, "only show what the line (<) and other programs (>) send");
+    const Option seconds =
+        command.add_option("--seconds", session.seconds, "end after so many seconds")
+            .check(command_line::non_negative());
+    const Option send =
         command
             .add_option("-s,--send", options.texts,
                         "send this (\\r, \\n, \\t, \\\\ and \\xNN stand for bytes) and end; "
                         "repeat it for more")
-            ->allow_extra_args(false);
-    auto *until = command.add_option("-u,--until", options.until,
-                                     "wait for an answer up to one of these characters, print it");
-    auto *timeout = command
-                        .add_option("--timeout", options.timeout,
-                                    "seconds for the text to be on the line, and for the answer")
-                        ->check(CLI::NonNegativeNumber)
-                        ->capture_default_str();
-    until->needs(send);
-    timeout->needs(send);
-    for (CLI::Option *other : {eol, raw, echo, listen})
-        send->excludes(other);
-    send->excludes(seconds);
-    for (CLI::Option *other : {eol, raw, echo})
-        listen->excludes(other);
+            .allow_extra_args(false);
+    const Option until = command.add_option(
+        "-u,--until", options.until, "wait for an answer up to one of these characters, print it");
+    const Option timeout =
+        command
+            .add_option("--timeout", options.timeout,
+                        "seconds for the text to be on the line, and for the answer")
+            .check(command_line::non_negative())
+            .capture_default_str();
+    until.needs(send);
+    timeout.needs(send);
+    for (const Option other : {eol, raw, echo, listen})
+        send.excludes(other);
+    send.excludes(seconds);
+    for (const Option other : {eol, raw, echo})
+        listen.excludes(other);
 }
 
 } // namespace
 
-void add_serial(CLI::App &app, Run &run) {
+void add_serial(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand(
+    const Command command = app.add_subcommand(
         "serial", "Talk to a serial line (Ctrl-] ends), watch it, or ask it one thing");
     command
-        ->add_option("PORT", options->port,
-                     "=NAME of the configuration, a device (ttyUSB0), or a device with its "
-                     "settings (ttyS0:9600n81)")
-        ->required();
-    command->add_option("--settings", options->settings,
-                        "settings of the line, for all who use it: 9600n81");
-    add_view_options(*command, *options);
-    add_talk_options(*command, *options);
-    command->callback([options, &run] {
+        .add_option("PORT", options->port,
+                    "=NAME of the configuration, a device (ttyUSB0), or a device with its "
+                    "settings (ttyS0:9600n81)")
+        .required();
+    command.add_option("--settings", options->settings,
+                       "settings of the line, for all who use it: 9600n81");
+    add_view_options(command, *options);
+    add_talk_options(command, *options);
+    command.callback([options, &run] {
         read_options(*options);
         run = [options] { return run_serial(*options); };
     });

@@ -58,11 +58,11 @@ int run_status(bool as_json) {
 
 } // namespace
 
-void add_status(CLI::App &app, Run &run) {
+void add_status(Command app, Run &run) {
     auto as_json = std::make_shared<bool>(false);
-    CLI::App *command = app.add_subcommand("status", "Show the message server's state");
-    command->add_flag("-j,--json", *as_json, "the whole document as JSON");
-    command->callback([as_json, &run] { run = [as_json] { return run_status(*as_json); }; });
+    const Command command = app.add_subcommand("status", "Show the message server's state");
+    command.add_flag("-j,--json", *as_json, "the whole document as JSON");
+    command.callback([as_json, &run] { run = [as_json] { return run_status(*as_json); }; });
 }
 
 } // namespace zebctl

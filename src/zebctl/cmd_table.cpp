@@ -314,38 +314,39 @@ int run_table(const Options &options) {
 
 void complete(const Options &options) {
     if (options.file.empty() == options.table.empty())
-        throw CLI::ValidationError("file", "name a recording, or a table with --from-table");
+        throw UsageError("file", "name a recording, or a table with --from-table");
     if (!options.table.empty() && options.output.empty())
-        throw CLI::ValidationError("--output", "name the recording to write");
+        throw UsageError("--output", "name the recording to write");
     if (!options.start.empty() && !parse_time(options.start))
-        throw CLI::ValidationError("--start", "\"" + options.start + "\" is no time (UTC)");
+        throw UsageError("--start", "\"" + options.start + "\" is no time (UTC)");
 }
 
 } // namespace
 
-void add_table(CLI::App &app, Run &run) {
+void add_table(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("table", "Recorded records as a text table, and back");
-    command->add_option("file", options->file, "recording; - is standard input");
-    command->add_option("-t,--type", options->type, "message whose records these are")->required();
-    command->add_option("-o,--output", options->output, "file to write (default: standard output)");
-    command->add_option("-f,--from", options->from, "only records of these programs");
-    command->add_flag("--times", options->times, "with the time of arrival as the first column");
-    auto *table = command->add_option("--from-table", options->table,
-                                      "make a recording of a table; - is standard input");
-    command->add_option("--source", options->source, "the program that is to have sent them")
-        ->needs(table);
-    command->add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
-        ->check(CLI::Range(0, 3))
-        ->needs(table);
-    command->add_option("--start", options->start, "time (UTC) of the first (default: now)")
-        ->needs(table);
-    command->add_option("--interval", options->interval, "seconds from one to the next")
-        ->check(CLI::NonNegativeNumber)
-        ->check(check_finite)
-        ->needs(table);
-    command->add_flag("--force", options->force, "replace a recording that is there")->needs(table);
-    command->callback([options, &run] {
+    const Command command =
+        app.add_subcommand("table", "Recorded records as a text table, and back");
+    command.add_option("file", options->file, "recording; - is standard input");
+    command.add_option("-t,--type", options->type, "message whose records these are").required();
+    command.add_option("-o,--output", options->output, "file to write (default: standard output)");
+    command.add_option("-f,--from", options->from, "only records of these programs");
+    command.add_flag("--times", options->times, "with the time of arrival as the first column");
+    const Option table = command.add_option("--from-table", options->table,
+                                            "make a recording of a table; - is standard input");
+    command.add_option("--source", options->source, "the program that is to have sent them")
+        .needs(table);
+    command.add_option("--flags", options->flags, "1 publish, 2 retained, 3 both")
+        .check(command_line::in_range(0, 3))
+        .needs(table);
+    command.add_option("--start", options->start, "time (UTC) of the first (default: now)")
+        .needs(table);
+    command.add_option("--interval", options->interval, "seconds from one to the next")
+        .check(command_line::non_negative())
+        .check(check_finite)
+        .needs(table);
+    command.add_flag("--force", options->force, "replace a recording that is there").needs(table);
+    command.callback([options, &run] {
         complete(*options);
         run = [options] { return run_table(*options); };
     });

@@ -100,20 +100,20 @@ int run_watch(const Options &options) {
 
 } // namespace
 
-void add_watch(CLI::App &app, Run &run) {
+void add_watch(Command app, Run &run) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand("watch", "Show messages as they pass");
-    command->add_flag("-j,--json", options->json,
-                      "one JSON object a line, as `zebctl send` takes them");
-    options->choice.add_options(*command);
-    command->add_option("-n,--count", options->count, "stop after so many")
-        ->check(CLI::PositiveNumber);
+    const Command command = app.add_subcommand("watch", "Show messages as they pass");
+    command.add_flag("-j,--json", options->json,
+                     "one JSON object a line, as `zebctl send` takes them");
+    options->choice.add_options(command);
+    command.add_option("-n,--count", options->count, "stop after so many")
+        .check(command_line::positive());
     command
-        ->add_option("--timeout", options->timeout,
-                     "stop after so many seconds (with --count: failing when fewer came)")
-        ->check(CLI::NonNegativeNumber);
-    command->add_option("-c,--config", options->config, "configuration file, for RemoteHost");
-    command->callback([options, &run] { run = [options] { return run_watch(*options); }; });
+        .add_option("--timeout", options->timeout,
+                    "stop after so many seconds (with --count: failing when fewer came)")
+        .check(command_line::non_negative());
+    command.add_option("-c,--config", options->config, "configuration file, for RemoteHost");
+    command.callback([options, &run] { run = [options] { return run_watch(*options); }; });
 }
 
 } // namespace zebctl

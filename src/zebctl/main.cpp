@@ -24,10 +24,10 @@ static std::string version() {
 
 int main(int argc, char **argv) {
     serverkit::hold_standard_streams();
-    CLI::App app("Watches, asks and commands a measuring station: see each subcommand's --help.");
-    app.name("zebctl");
+    command_line::Parser app(
+        "Watches, asks and commands a measuring station: see each subcommand's --help.", "zebctl");
     app.set_version_flag("--version", version);
-    app.require_subcommand(1);
+    app.require_subcommand();
     zebctl::Run run;
     zebctl::add_watch(app, run);
     zebctl::add_send(app, run);
@@ -45,11 +45,8 @@ int main(int argc, char **argv) {
     zebctl::add_table(app, run);
     zebctl::add_conf(app, run);
     zebctl::add_demo(app, run);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? zebctl::k_done : zebctl::k_usage;
-    }
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     if (!LIBZEB_init("zebctl"))
         return zebctl::k_failed;
     UTIL_exit_signal_poll_setup();

@@ -22,7 +22,7 @@ bool matches_any(const std::vector<std::string> &patterns, std::string_view text
 
 } // namespace
 
-void MessageChoice::add_options(CLI::App &command) {
+void MessageChoice::add_options(Command command) {
     command.add_option("-t,--type", types, "only messages of these types (* and ? match)");
     command.add_option("-f,--from", sources, "only messages of these programs (* and ? match)");
 }

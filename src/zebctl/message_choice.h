@@ -12,7 +12,7 @@ namespace zebctl {
 struct MessageChoice {
     std::vector<std::string> types, sources; // patterns; empty: all
 
-    void add_options(CLI::App &command);
+    void add_options(Command command);
     bool matches(std::string_view type, std::string_view source) const;
 };
 

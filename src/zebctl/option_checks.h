@@ -1,4 +1,4 @@
-// option_checks.h - what the value of an option must be, beyond what CLI11 has.
+// option_checks.h - what the value of an option must be, beyond the checks of command_line.h.
 #pragma once
 
 #include <cmath>

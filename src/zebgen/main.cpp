@@ -1,11 +1,11 @@
 // zebgen - definition headers in, the sources and headers of a catalogue out.
+#include "command_line/command_line.h"
 #include "diff.h"
 #include "docs.h"
 #include "emit.h"
 #include "files.h"
 #include "inputs.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -14,8 +14,9 @@
 namespace {
 
 using namespace zebgen;
+using command_line::UsageError;
 
-enum ExitStatus { k_success = 0, k_failure = 1, k_usage = 2 };
+enum ExitStatus { k_success = 0, k_failure = 1 };
 // Of a comparison.
 enum DiffStatus { k_compatible = 0, k_breaking = 1, k_unreadable = 2 };
 
@@ -120,41 +121,41 @@ int diff(const Arguments &arguments) {
     return breaking ? k_breaking : k_compatible;
 }
 
-void declare(CLI::App &app, Arguments &arguments) {
+void declare(command_line::Command app, Arguments &arguments) {
     app.set_version_flag("-V,--version", "zebgen " ZEB_VERSION);
     const auto out = app.add_option("-o,--out", arguments.out, "Directory of the generated files")
-                         ->type_name("DIR");
+                         .type_name("DIR");
     const auto docs =
         app.add_option("--docs", arguments.docs, "Write reference pages, Markdown and HTML, to DIR")
-            ->type_name("DIR");
+            .type_name("DIR");
     app.add_option("-s,--station", arguments.station,
                    "Take every header of DIR, included as <zeb2/definitions/NAME.h>")
-        ->type_name("DIR");
+        .type_name("DIR");
     app.add_option("-I,--include-dir", arguments.include_dirs,
                    "Include headers beneath DIR by the rest of their path")
-        ->type_name("DIR")
-        ->allow_extra_args(false);
+        .type_name("DIR")
+        .allow_extra_args(false);
     app.add_option("-n,--name", arguments.emit.name, "Name of the catalogue in include guards")
-        ->type_name("NAME")
-        ->capture_default_str();
+        .type_name("NAME")
+        .capture_default_str();
     const auto library =
         app.add_flag("--library", arguments.emit.for_library,
                      "Write the library's own catalogue: private tables and stamp");
     app.add_option("--headers", arguments.headers, "Directory of the generated headers (--library)")
-        ->type_name("DIR")
-        ->needs(library);
+        .type_name("DIR")
+        .needs(library);
     const auto definitions =
         app.add_option("DEFINITIONS", arguments.definitions, "Definition headers");
     const auto diff =
         app.add_option("--diff", arguments.diff,
                        "Compare two revisions: directories of definition headers, headers, or "
                        "several of them separated by commas")
-            ->expected(2)
-            ->type_name("OLD NEW")
-            ->excludes(out)
-            ->excludes(docs)
-            ->excludes(definitions);
-    app.add_flag("--json", arguments.json, "Write one JSON document (--diff)")->needs(diff);
+            .expected(2)
+            .type_name("OLD NEW")
+            .excludes(out)
+            .excludes(docs)
+            .excludes(definitions);
+    app.add_flag("--json", arguments.json, "Write one JSON document (--diff)").needs(diff);
     app.footer("Writes ds_desc.c, msg_list.c, msg_list.h, records.h and, for the library, "
                "revision.c;\nfiles that would not change are left untouched. A header that is not "
                "understood is refused\nwith FILE:LINE:COLUMN and how to mend it (status 1).");
@@ -165,22 +166,19 @@ void check(const Arguments &arguments) {
     if (!arguments.diff.empty())
         return;
     if (arguments.out.empty() && arguments.docs.empty())
-        throw CLI::RequiredError("--out, --docs or --diff");
+        throw UsageError("--out, --docs or --diff is required");
     if (arguments.station.empty() && arguments.definitions.empty())
-        throw CLI::RequiredError("DEFINITIONS or --station");
+        throw UsageError("DEFINITIONS or --station is required");
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("Generates the catalogue of a station's records and messages");
+    command_line::Parser app("Generates the catalogue of a station's records and messages");
     Arguments arguments;
     declare(app, arguments);
-    try {
-        app.parse(argc, argv);
-        check(arguments);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? k_success : k_usage;
-    }
+    app.callback([&arguments] { check(arguments); });
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     return arguments.diff.empty() ? generate(arguments) : diff(arguments);
 }

@@ -11,7 +11,7 @@
 #include "faults.h"
 #include "judge.h"
 
-#include <CLI/CLI.hpp>
+#include "command_line/command_line.h"
 
 #include <algorithm>
 #include <chrono>
@@ -173,16 +173,18 @@ int run(const Options &options) {
 
 int main(int argc, char **argv) {
     soak::Options options;
-    CLI::App app("A whole station under load and faults; fails when it loses messages or grows.");
+    command_line::Parser app(
+        "A whole station under load and faults; fails when it loses messages or grows.");
     app.add_option("--minutes", options.minutes, "how long")
-        ->check(CLI::Range(1.0, 100000.0))
-        ->capture_default_str();
-    app.add_option("--rate", options.rate, "messages a second")->capture_default_str();
+        .check(command_line::in_range(1.0, 100000.0))
+        .capture_default_str();
+    app.add_option("--rate", options.rate, "messages a second").capture_default_str();
     app.add_option("--seed", options.seed,
                    "of the order of the faults (default: another each time)");
     app.add_option("--log", options.log, "log file of what every program takes")
-        ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+        .capture_default_str();
+    if (const auto status = app.parse(argc, argv))
+        return *status;
     // An interrupted soak is judged as far as it came, and takes its programs along.
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, [](int) { soak::g_interrupted = 1; });
