@@ -8,7 +8,7 @@ const char k_separator[] = " | ";
 // Takes the part before the next separator off the front of `rest`.
 std::string take_part(std::string &rest) {
     const size_t end = rest.find(k_separator);
-    const std::string part = rest.substr(0, end);
+    std::string part = rest.substr(0, end);
     rest = end == std::string::npos ? "" : rest.substr(end + sizeof k_separator - 1);
     return part;
 }

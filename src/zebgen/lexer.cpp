@@ -173,12 +173,12 @@ class Lexer {
         for (size_t i = start; i < end; i++) {
             const char c = text_[i];
             const bool blank = is_blank(c) || c == '\n';
-            if (c == '*' && line_start &&
-                (i + 1 == end || is_blank(text_[i + 1]) || text_[i + 1] == '\n'))
+            const bool decoration =
+                c == '*' && line_start &&
+                (i + 1 == end || is_blank(text_[i + 1]) || text_[i + 1] == '\n');
+            if (blank || decoration) {
                 gap = true;
-            else if (blank)
-                gap = true;
-            else {
+            } else {
                 if (gap && !out.empty())
                     out += ' ';
                 gap = false;
