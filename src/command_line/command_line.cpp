@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <list>
 #include <map>
 
@@ -16,6 +18,15 @@ Check check_of(const CLI::Validator &validator) {
             validator.get_description()};
 }
 
+// "nan" passes every comparison that asks whether a value is out of bounds.
+Check number_check(const CLI::Validator &validator) {
+    Check check = check_of(validator);
+    check.test = [test = std::move(check.test)](const std::string &value) {
+        return std::isnan(strtod(value.c_str(), nullptr)) ? "not a number: " + value : test(value);
+    };
+    return check;
+}
+
 // "a, b or c"
 std::string listed(const std::vector<std::pair<std::string, int>> &choices) {
     std::string text;
@@ -27,19 +38,19 @@ std::string listed(const std::vector<std::pair<std::string, int>> &choices) {
 } // namespace
 
 Check positive() {
-    return check_of(CLI::PositiveNumber);
+    return number_check(CLI::PositiveNumber);
 }
 
 Check non_negative() {
-    return check_of(CLI::NonNegativeNumber);
+    return number_check(CLI::NonNegativeNumber);
 }
 
 Check in_range(int least, int most) {
-    return check_of(CLI::Range(least, most));
+    return number_check(CLI::Range(least, most));
 }
 
 Check in_range(double least, double most) {
-    return check_of(CLI::Range(least, most));
+    return number_check(CLI::Range(least, most));
 }
 
 Check one_of(std::initializer_list<const char *> words) {

@@ -47,8 +47,7 @@ struct Check {
     std::string shown; // in the help, beside the type; may be empty
 };
 
-// Numbers above 0, and from 0 on. Text that is no number is refused; "nan" is not, as it compares
-// with nothing.
+// Numbers above 0, and from 0 on. Text that is no number is refused, and so are "nan" and "inf".
 Check positive();
 Check non_negative();
 // Numbers from `least` to `most`, both included; of integers, whole ones.

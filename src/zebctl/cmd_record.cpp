@@ -121,8 +121,7 @@ void add_record(Command app, Run &run) {
     command
         .add_option("-s,--seconds", options->seconds,
                     "stop after so many seconds (with --count: failing when fewer came)")
-        .check(command_line::non_negative())
-        .check(check_finite);
+        .check(command_line::non_negative());
     const Option append =
         command.add_flag("-a,--append", options->append, "add to a recording, if it is there");
     command.add_flag("--force", options->force, "replace a file that is there").excludes(append);

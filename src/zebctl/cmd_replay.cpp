@@ -61,15 +61,13 @@ void add_replay(Command app, Run &run) {
     command.add_option("file", options->file, "recording; - is standard input").required();
     const Option speed =
         command.add_option("--speed", replay.speed, "so many times as fast as it was")
-            .check(command_line::in_range(1e-6, 1e9))
-            .check(check_finite);
+            .check(command_line::in_range(1e-6, 1e9));
     const Option fast =
         command.add_flag("--fast", replay.fast, "without pauses, as fast as the server takes it");
     const Option pause = command
                              .add_option("--max-pause", replay.longest_pause,
                                          "pauses of the recording no longer than so many seconds")
-                             .check(command_line::non_negative())
-                             .check(check_finite);
+                             .check(command_line::non_negative());
     fast.excludes(speed).excludes(pause);
     const Option sources = command.add_flag("--as-sources", replay.as_sources,
                                             "each program's messages under that program's name");

@@ -13,7 +13,6 @@
 #include "frame_reader.h"
 #include "log_reader.h"
 #include "message_choice.h"
-#include "option_checks.h"
 #include "recording_file.h"
 #include "serverkit/message.h"
 #include "session.h"
@@ -343,7 +342,6 @@ void add_table(Command app, Run &run) {
         .needs(table);
     command.add_option("--interval", options->interval, "seconds from one to the next")
         .check(command_line::non_negative())
-        .check(check_finite)
         .needs(table);
     command.add_flag("--force", options->force, "replace a recording that is there").needs(table);
     command.callback([options, &run] {
