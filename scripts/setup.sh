@@ -4,7 +4,7 @@
 # --analysis what judges the sources and measures how much of them the tests reach.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build pkg-config g++-multilib clang llvm libclang-rt-dev
+packages=(build-essential cmake ninja-build pkg-config ccache g++-multilib clang llvm libclang-rt-dev
           libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev gnuplot-nox
           debhelper chrpath lintian abigail-tools
           doxygen graphviz mandoc man-db)
