@@ -273,7 +273,7 @@ class Stall {
         last_ = now;
     }
     double seconds() const { return seconds_; }
-    bool is_overdue() const { return gap(steady_time()) != 0.0; }
+    bool is_overdue() const { return seconds_ == 0.0 && gap(steady_time()) != 0.0; }
 
   private:
     static constexpr double k_longest_pass = 15.0; // s, half of the silence that ends a link

@@ -131,7 +131,8 @@ void loop_begins();
 void pass_begins();
 // Whether this thread stood still since its pass began: times taken in the pass may be of before or
 // of after that. A hook then leaves everything to the next pass, which gives the time of the
-// standstill to all links alike (clock_step).
+// standstill to all links alike (clock_step). False again in a pass that follows such a one: where
+// all passes are as long, every link is served.
 bool pass_was_stopped();
 
 // One link in the select loop of its own thread, which prepare_thread has set up.

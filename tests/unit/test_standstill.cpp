@@ -8,6 +8,7 @@
 #include <atomic>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>
 #include <unistd.h>
@@ -103,11 +104,11 @@ class Standstill : public testing::Test {
         SERIALD_connect_params cp = {};
         strcpy(cp.port_name, "ttyS0");
         ASSERT_TRUE(SERIALCOM_multi_connect(&cp, &serial_));
-        SerialClient &client = serial_server_->accept();
+        serial_client_ = &serial_server_->accept();
         SerialHookLoop loop({&serial_});
-        ASSERT_TRUE(loop.run_until([&] { return client.received_bytes().size() == 266; }));
-        ASSERT_EQ(client.wait_handshake(), "ttyS0");
-        client.success();
+        ASSERT_TRUE(loop.run_until([&] { return serial_client_->received_bytes().size() == 266; }));
+        ASSERT_EQ(serial_client_->wait_handshake(), "ttyS0");
+        serial_client_->success();
         ASSERT_TRUE(loop.run_until([&] { return serial_.stat == SERIALCOM_S_OPEN; }));
     }
 
@@ -167,6 +168,7 @@ class Standstill : public testing::Test {
     ScriptedServer message_server_;
     std::optional<ScriptedServer> further_server_;
     std::optional<ScriptedSerialServer> serial_server_;
+    SerialClient *serial_client_ = nullptr;
     ZEBMSG_link messages_ = {}, further_ = {};
     SERIALCOM_link serial_ = {};
 };
@@ -189,6 +191,27 @@ TEST_F(Standstill, DoesNotHideAPeerThatIsSilentAfterwards) {
     EXPECT_THAT(err_.text(), HasSubstr("Socket timeout - closing"));
     EXPECT_NE(further_.fh, -1);
     EXPECT_NE(serial_.fh, -1);
+}
+
+// A handler of messages that takes long whenever it is called.
+TEST_F(Standstill, InEveryPassLeavesNoLinkUnserved) {
+    int fd_max = 0;
+    fd_set rx, tx, ready, none;
+    for (fd_set *set : {&rx, &tx, &ready, &none})
+        FD_ZERO(set);
+    FD_SET(serial_.fh, &ready);
+    const auto pass = [&] {
+        zeb::pass_begins();
+        EXPECT_TRUE(ZEBMSG_dispatch_loop_continue(&messages_, &rx, &tx, &fd_max));
+        g_stood_still += 20;
+        EXPECT_TRUE(SERIALCOM_dispatch_post_select(&serial_, &rx, &tx, &ready, &none, &fd_max));
+    };
+    for (int i = 0; i < 3; ++i)
+        pass();
+    serial_client_->heartbeat();
+    pass();
+    EXPECT_EQ(recv(serial_.fh, &fd_max, 1, MSG_PEEK | MSG_DONTWAIT), -1) << "it was not read";
+    EXPECT_NEAR(serial_.last_rx_time, UTIL_ftime(), 1);
 }
 
 TEST(StandstillOfAThread, KeepsALinkThatHasItsOwnThread) {
