@@ -56,6 +56,7 @@ cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portabi
 echo "cppcheck: $((SECONDS - started)) s"
 
 clean=${XDG_CACHE_HOME:-${HOME:-$build}/.cache}/zeb2/analysis
+mkdir -p "$clean" 2>/dev/null && [ -w "$clean" ] || clean=$build/analysis
 mkdir -p "$clean"
 find "$clean" -type f -mtime +30 -delete
 checks=$(cat .clang-tidy <(clang-tidy --version))

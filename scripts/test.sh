@@ -41,7 +41,8 @@ setup_options=()
 [ $setup = no ] || scripts/setup.sh "${setup_options[@]}"
 
 # Trees at other places, as of a second clone, share what was compiled of the same sources.
-if command -v ccache >/dev/null; then
+cache=$(ccache -k cache_dir 2>/dev/null || true)
+if [ -n "$cache" ] && mkdir -p "$cache" 2>/dev/null && [ -w "$cache" ]; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
     export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
