@@ -17,6 +17,7 @@ namespace {
 
 constexpr double k_hour = 3600, k_year = 365.25 * 86400;
 constexpr double k_interval = 0.5;
+constexpr double k_begin = 1781525400; // 2026-06-15 12:10: no file is due within the next minutes
 
 class FaultClock : public Flow {
   protected:
@@ -25,6 +26,7 @@ class FaultClock : public Flow {
         configure("Disk;LogDir,log\nflow;Interval,0.05\nflow;Timeout,3\nLog;Interval;Average,0.5\n"
                   "Log;Interval;Monitor,0\nLog;Interval;Flush,1\n");
         environment_ = seam_.environment();
+        seam_.set_wall(k_begin);
     }
     // The whole station, its programs connected and its first lines written.
     void start() {
