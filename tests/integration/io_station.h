@@ -17,7 +17,7 @@ class IoStation : public testing::Test {
     IoStation() { start_server(); }
 
     void start_server() {
-        server_ = start({ZEB_BINARY_DIR "/bin/zebmsgd"});
+        server_ = start({built_path("bin/zebmsgd")});
         ready_ = wait_until([this] { return std::filesystem::exists(dir_ / ".mainstatus"); });
     }
     // A program with what it prints in files of its own.
@@ -30,7 +30,7 @@ class IoStation : public testing::Test {
     }
     // io_peer.cpp says what the words mean.
     std::unique_ptr<Process> peer(std::vector<std::string> words) {
-        words.insert(words.begin(), IO_PEER);
+        words.insert(words.begin(), built_path("tests/integration/io_peer"));
         return start(words);
     }
     // Waits for a line of its output, behind so many bytes of it.

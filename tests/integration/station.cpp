@@ -9,7 +9,7 @@ using nlohmann::json;
 
 namespace {
 
-const std::string k_bin = ZEB_BINARY_DIR "/bin/";
+const std::string k_bin = built_path("bin/");
 
 } // namespace
 

@@ -23,7 +23,7 @@ class ProgramTest : public testing::Test {
 
     // Runs a program to its end in a directory without any server.
     int run(std::vector<std::string> command, Process::Options options = {}) {
-        command[0] = std::string(ZEB_BINARY_DIR "/bin/") + command[0];
+        command[0] = built_path("bin/" + command[0]);
         options.environment.emplace_back("ZEB2", dir_.path());
         options.environment.emplace_back("ZEB2RUN", dir_.path());
         Process process(dir_.path(), command, options);
@@ -60,7 +60,7 @@ TEST_P(CheckConfig, AGoodFileIsGoodAndNothingIsOpened) {
 }
 
 TEST_P(CheckConfig, TheSampleIsGood) {
-    EXPECT_EQ(run({GetParam(), "--check-config", "--config", ZEB_SOURCE_DIR "/etc/zeb.conf"}), 0)
+    EXPECT_EQ(run({GetParam(), "--check-config", "--config", source_path("etc/zeb.conf")}), 0)
         << output_;
 }
 
@@ -215,7 +215,7 @@ TEST_F(PrintConfig, EveryPortIsShown) {
 }
 
 TEST_F(PrintConfig, WhatCannotBePrintedIsAFailure) {
-    const std::string print = std::string(ZEB_BINARY_DIR "/bin/zebmsgd") + " --print-config";
+    const std::string print = built_path("bin/zebmsgd") + " --print-config";
     Process process(dir_.path(), {"/bin/sh", "-c", print + " > /dev/full"},
                     {.environment = {{"ZEB2", dir_.path()}}});
     EXPECT_EQ(process.wait(), 1);

@@ -45,7 +45,9 @@ class FaultDisk : public testing::Test {
 
     // Starts the logger: "open" or "no file".
     std::string start() {
-        logger_.emplace(dir_.path(), std::vector<std::string>{LOG_PEER, log()}, options_);
+        logger_.emplace(dir_.path(),
+                        std::vector<std::string>{built_path("tests/integration/log_peer"), log()},
+                        options_);
         EXPECT_TRUE(wait_until([this] { return answers() == 1 || !logger_->running(); }));
         return logger_->output().substr(0, logger_->output().find('\n'));
     }

@@ -253,7 +253,8 @@ TEST_F(FaultLocale, ADecimalCommaChangesNoLineOfTheStation) {
 TEST_F(FaultLocale, ADecimalCommaOfAProgramChangesNoneOfItsLines) {
     if (!has_locale_)
         GTEST_SKIP() << "no locale with a decimal comma can be made here";
-    const auto peer = shell("echo 'write 1' | exec " LOG_PEER " " + (dir_ / "log") + " 0 locale");
+    const auto peer = shell("echo 'write 1' | exec " + built_path("tests/integration/log_peer") +
+                            " " + (dir_ / "log") + " 0 locale");
     EXPECT_EQ(peer->wait(), 0) << peer->errors();
     EXPECT_THAT(text_of_logs(), HasSubstr("Z,1,        0.5,0.5\n"));
 }

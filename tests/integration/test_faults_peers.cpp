@@ -216,8 +216,10 @@ TEST_F(FaultDevice, ADeviceAwayForDaysIsToldOnceAndFoundAgain) {
     write_file(dir / "zeb.conf", port("A", dir / "device") + "Serial;Heartbeat;Timeout,86400\n");
     Process::Options options{seam.environment()};
     options.environment.emplace_back("ZEB2RUN", dir.path());
-    server.emplace(dir.path(), std::vector<std::string>{ZEBSERIALD, "--config", dir / "zeb.conf"},
-                   options);
+    server.emplace(
+        dir.path(),
+        std::vector<std::string>{built_path("bin/zebseriald"), "--config", dir / "zeb.conf"},
+        options);
     ASSERT_TRUE(wait_until([&] { return is_listening(socket_path()); })) << server->errors();
     Peer peer = opened("=A");
     unlink((dir / "device").c_str());

@@ -50,7 +50,9 @@ class FaultThreads : public Flow {
         const std::string own = dir_ / "peer";
         std::filesystem::create_directory(own);
         Process::Options options{{{"ZEB2RUN", dir_.path()}}};
-        Process peer(own, {LINK_PEER, std::to_string(rounds), "=flow"}, options);
+        Process peer(own,
+                     {built_path("tests/integration/link_peer"), std::to_string(rounds), "=flow"},
+                     options);
         ASSERT_TRUE(wait_until([&] { return !peer.running(); }, 110));
         ASSERT_EQ(peer.wait(), 0) << peer.errors();
         Use early, late;

@@ -82,7 +82,7 @@ TEST_F(Station, GpsPublishesWhatItsReceiverSays) {
 
 TEST_F(Station, GpsDigestsEveryCapturedSentence) {
     ASSERT_TRUE(ready_);
-    const std::string folder = ZEB_SOURCE_DIR "/../shared/data/nmea/";
+    const std::string folder = source_path("../shared/data/nmea/");
     if (!std::filesystem::exists(folder))
         GTEST_SKIP() << "no captured sentences in ../shared/data/nmea beside the checkout";
     const std::tuple<const char *, const char *, const char *> captured[] = {

@@ -18,7 +18,7 @@ class IoTool : public IoStation {
     void SetUp() override { ASSERT_TRUE(ready_) << server_->errors(); }
 
     std::unique_ptr<Process> tool(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {ZEB_BINARY_DIR "/bin/zebctl", "io"});
+        arguments.insert(arguments.begin(), {built_path("bin/zebctl"), "io"});
         return start(arguments);
     }
     // Runs zebctl io to its end and returns what it printed.

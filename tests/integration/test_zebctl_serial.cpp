@@ -23,7 +23,7 @@ using ::testing::Not;
 
 namespace {
 
-const std::string k_bin = ZEB_BINARY_DIR "/bin/";
+const std::string k_bin = built_path("bin/");
 const std::string k_ready = "handshake complete";
 const std::string k_leave = "\x1d";
 

@@ -395,7 +395,7 @@ TEST_F(Zebmsgd, ReplacesStaleSocketsOfAServerThatWasKilled) {
 
 TEST_F(Zebmsgd, ASecondServerLeavesTheFirstAlone) {
     start();
-    Process second(dir.path(), {ZEBMSGD}, options());
+    Process second(dir.path(), {built_path("bin/zebmsgd")}, options());
     EXPECT_EQ(second.wait(), 1);
     EXPECT_THAT(second.errors(), HasSubstr("already listening at \"" + socket_path() + "\""));
     Wire a = client("a");
@@ -403,20 +403,20 @@ TEST_F(Zebmsgd, ASecondServerLeavesTheFirstAlone) {
 
 TEST_F(Zebmsgd, AFileInPlaceOfTheSocketIsNeverRemoved) {
     write_file(socket_path(), "precious");
-    EXPECT_EQ(run({ZEBMSGD}), 1);
+    EXPECT_EQ(run({built_path("bin/zebmsgd")}), 1);
     EXPECT_THAT(server->errors(), HasSubstr("is not a socket"));
     EXPECT_EQ(read_file(socket_path()), "precious");
 }
 
 TEST_F(Zebmsgd, AFileInPlaceOfTheStatusSocketIsNeverRemoved) {
     write_file(status_path(), "precious");
-    EXPECT_EQ(run({ZEBMSGD}), 1);
+    EXPECT_EQ(run({built_path("bin/zebmsgd")}), 1);
     EXPECT_EQ(read_file(status_path()), "precious");
     EXPECT_FALSE(exists(socket_path()));
 }
 
 TEST_F(Zebmsgd, AMissingRunDirectoryIsNamed) {
-    server.emplace(dir.path(), std::vector<std::string>{ZEBMSGD},
+    server.emplace(dir.path(), std::vector<std::string>{built_path("bin/zebmsgd")},
                    Process::Options{{{"ZEB2RUN", dir / "missing"}}, 0});
     EXPECT_EQ(server->wait(), 1);
     EXPECT_THAT(server->errors(), HasSubstr(dir / "missing/\": No such file or directory"));
@@ -427,7 +427,7 @@ TEST_F(Zebmsgd, AReadOnlyRunDirectoryIsNamed) {
         GTEST_SKIP() << "nothing is read-only for root";
     chmod(dir.path().c_str(), 0500);
     const TempDir elsewhere;
-    Process server_process(elsewhere.path(), {ZEBMSGD}, options());
+    Process server_process(elsewhere.path(), {built_path("bin/zebmsgd")}, options());
     EXPECT_EQ(server_process.wait(), 1);
     EXPECT_THAT(server_process.errors(), HasSubstr("cannot create the socket"));
     chmod(dir.path().c_str(), 0700);
@@ -507,23 +507,23 @@ TEST_F(Zebmsgd, SpeaksTheStartUpHandshakeWhenItIsReady) {
 TEST_F(Zebmsgd, AnUnusableConfigurationEndsTheStart) {
     EXPECT_EQ(run(command("Server;TCP;Port,http\n")), 1);
     EXPECT_THAT(server->errors(), HasSubstr("Server;TCP;Port: \"http\" is not a whole number"));
-    EXPECT_EQ(run({ZEBMSGD, "--config", dir / "missing.conf"}), 1);
+    EXPECT_EQ(run({built_path("bin/zebmsgd"), "--config", dir / "missing.conf"}), 1);
     EXPECT_THAT(server->errors(), HasSubstr("missing.conf: No such file"));
     EXPECT_FALSE(exists(socket_path()));
 }
 
 TEST_F(Zebmsgd, HelpAndVersionSucceedAndAWrongOptionIsAUsageError) {
-    EXPECT_EQ(run({ZEBMSGD, "--help"}), 0);
+    EXPECT_EQ(run({built_path("bin/zebmsgd"), "--help"}), 0);
     EXPECT_THAT(server->output(), HasSubstr("--config"));
-    EXPECT_EQ(run({ZEBMSGD, "--version"}), 0);
+    EXPECT_EQ(run({built_path("bin/zebmsgd"), "--version"}), 0);
     EXPECT_THAT(server->output(), testing::StartsWith("zebmsgd "));
-    EXPECT_EQ(run({ZEBMSGD, "--no-such-option"}), 2);
+    EXPECT_EQ(run({built_path("bin/zebmsgd"), "--no-such-option"}), 2);
     EXPECT_EQ(server->output(), "");
     EXPECT_THAT(server->errors(), HasSubstr("--no-such-option"));
 }
 
 TEST_F(Zebmsgd, SaysNothingOfOrdinaryClientsUnlessAsked) {
-    server.emplace(dir.path(), std::vector<std::string>{ZEBMSGD}, options());
+    server.emplace(dir.path(), std::vector<std::string>{built_path("bin/zebmsgd")}, options());
     ASSERT_TRUE(wait_until([&] { return exists(status_path()); }));
     Wire watcher = client("watcher");
     { Wire brief = client_seen_by(watcher, "brief"); }

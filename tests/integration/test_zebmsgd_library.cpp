@@ -90,7 +90,8 @@ class ZebmsgdAndLibrary : public testing::Test {
 
     ZebmsgdAndLibrary() {
         LIBZEB_init("test");
-        server.emplace(dir.path(), std::vector<std::string>{ZEBMSGD}, Process::Options());
+        server.emplace(dir.path(), std::vector<std::string>{built_path("bin/zebmsgd")},
+                       Process::Options());
         wait_until([&] {
             struct stat info;
             return stat((dir / ".mainstatus").c_str(), &info) == 0;

@@ -288,7 +288,7 @@ TEST_F(Zebseriald, ReplacesAStaleSocketAndLeavesALiveOne) {
     server->signal(SIGKILL);
     server->wait();
     start();
-    Process second(dir.path(), {ZEBSERIALD, "--config", dir / "zeb.conf"},
+    Process second(dir.path(), {built_path("bin/zebseriald"), "--config", dir / "zeb.conf"},
                    {{{"ZEB2RUN", dir.path()}}, 0});
     EXPECT_EQ(second.wait(), 1);
     EXPECT_THAT(second.errors(), HasSubstr("already listening"));
@@ -304,21 +304,22 @@ TEST_F(Zebseriald, TheSocketHasTheConfiguredMode) {
 
 TEST_F(Zebseriald, ABadConfigurationIsAFailureAndABadCommandLineAnotherOne) {
     write_file(dir / "zeb.conf", "Port;A;Baud,1\n");
-    Process bad(dir.path(), {ZEBSERIALD, "--config", dir / "zeb.conf"}, {});
+    Process bad(dir.path(), {built_path("bin/zebseriald"), "--config", dir / "zeb.conf"}, {});
     EXPECT_EQ(bad.wait(), 1);
     EXPECT_THAT(bad.errors(), HasSubstr("Port;A;Device"));
-    Process wrong(dir.path(), {ZEBSERIALD, "--wrong"}, {});
+    Process wrong(dir.path(), {built_path("bin/zebseriald"), "--wrong"}, {});
     EXPECT_EQ(wrong.wait(), 2);
-    Process version(dir.path(), {ZEBSERIALD, "--version"}, {});
+    Process version(dir.path(), {built_path("bin/zebseriald"), "--version"}, {});
     EXPECT_EQ(version.wait(), 0);
     EXPECT_THAT(version.output(), HasSubstr("zebseriald "));
-    Process help(dir.path(), {ZEBSERIALD, "--help"}, {});
+    Process help(dir.path(), {built_path("bin/zebseriald"), "--help"}, {});
     EXPECT_EQ(help.wait(), 0);
 }
 
 TEST_F(Zebseriald, TellsItsLauncherThatItIsReady) {
     write_file(dir / "zeb.conf", "");
-    server.emplace(dir.path(), std::vector<std::string>{ZEBSERIALD, "-c", dir / "zeb.conf"},
+    server.emplace(dir.path(),
+                   std::vector<std::string>{built_path("bin/zebseriald"), "-c", dir / "zeb.conf"},
                    Process::Options{{{"ZEB2RUN", dir.path()}, {"ZEB2STARTUP", "T"}}, 0});
     EXPECT_TRUE(wait_until([&] { return server->output() == "STARTUP OKAY\n"; }));
     server->signal(SIGTERM);

@@ -169,7 +169,7 @@ class Zebmsgd : public testing::Test {
 
     std::vector<std::string> command(const std::string &configuration) {
         write_file(dir / "zeb.conf", configuration);
-        return {ZEBMSGD, "--verbose", "--config", dir / "zeb.conf"};
+        return {built_path("bin/zebmsgd"), "--verbose", "--config", dir / "zeb.conf"};
     }
 
     // Starts the server and waits until it answers.

@@ -191,8 +191,10 @@ class Zebseriald : public testing::Test {
     void start(const std::string &configuration = "", unsigned long descriptors = 0) {
         write_file(dir / "zeb.conf", configuration);
         Process::Options options{{{"ZEB2RUN", dir.path()}}, descriptors};
-        server.emplace(dir.path(),
-                       std::vector<std::string>{ZEBSERIALD, "--config", dir / "zeb.conf"}, options);
+        server.emplace(
+            dir.path(),
+            std::vector<std::string>{built_path("bin/zebseriald"), "--config", dir / "zeb.conf"},
+            options);
         ASSERT_TRUE(wait_until([&] {
             const int fd = connect_socket();
             if (fd >= 0)

@@ -103,7 +103,7 @@ Crew::Crew(const std::string &home, const std::string &bin, const std::string &p
 
 void Crew::configure() const {
     write_file(home_ + "/etc/zeb.conf",
-               read_file(ZEB_SOURCE_DIR "/etc/zeb.conf") + "Port;gps;Device," + run() +
+               read_file(zeb::test::source_path("etc/zeb.conf")) + "Port;gps;Device," + run() +
                    "/receiver\nPort;flow;Device," + run() +
                    "/pump\nDisk;LogDir,log\nDisk;StationID,soa\n"
                    "Log;Interval;Average,0:02\nLog;Interval;Monitor,0:05\n"

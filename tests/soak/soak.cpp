@@ -38,7 +38,7 @@ struct Options {
     double rate = 1000;
     unsigned seed = static_cast<unsigned>(time(nullptr));
     std::string log = "soak.log";
-    std::string bin = ZEB_BINARY_DIR "/bin";
+    std::string bin = zeb::test::built_path("bin");
     std::string peer = SOAK_PEER;
 };
 

@@ -133,7 +133,19 @@ Bytes from_hex(const std::string &text) {
 }
 
 Bytes load_hex(const std::string &name) {
-    return from_hex(read_file(std::string(ZEB_TEST_DATA) + "/" + name));
+    return from_hex(read_file(data_path(name)));
+}
+
+std::string source_path(const std::string &name) {
+    return ZEB_SOURCE_DIR "/" + name;
+}
+
+std::string data_path(const std::string &name) {
+    return source_path("tests/data/" + name);
+}
+
+std::string built_path(const std::string &name) {
+    return ZEB_BINARY_DIR "/" + name;
 }
 
 size_t occurrences(const std::string &text, const std::string &part) {

@@ -69,6 +69,12 @@ size_t occurrences(const std::string &text, const std::string &part);
 std::set<int> open_descriptors();
 
 std::string read_file(const std::string &path);
+
+// Files of the source tree, below tests/data, and of the build tree. One source knows where these
+// are: with paths in its command line no other would be found in a compiler cache by another tree.
+std::string source_path(const std::string &name);
+std::string data_path(const std::string &name);
+std::string built_path(const std::string &name);
 void write_file(const std::string &path, const std::string &content);
 
 } // namespace zeb::test

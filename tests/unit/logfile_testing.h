@@ -13,7 +13,7 @@ namespace zeb::test {
 using Faults = std::vector<std::pair<size_t, std::string>>;
 
 inline std::string log_data(const std::string &name) {
-    return read_file(std::string(ZEB_TEST_DATA) + "/logfile/" + name);
+    return read_file(data_path("logfile/" + name));
 }
 
 // Reads the text through the output; what was wrong with it.

@@ -1,5 +1,7 @@
 // The station's own definitions, seen through the public catalogue: which records and messages
 // there are, how they hang together, and the form of the comments that other programs read.
+#include "support.h"
+
 #include <zeb2/libzeb2.h>
 
 #include <algorithm>
@@ -19,7 +21,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 Names lines_of(const std::string &file) {
-    std::ifstream in(std::string(ZEB_TEST_DATA "/") + file);
+    std::ifstream in(zeb::test::data_path(file));
     Names lines;
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);

@@ -326,7 +326,7 @@ TEST_F(LogFiles, AFileBegunWhileDisabledGetsItsHeaderBeforeItsFirstLine) {
 // ---- The header ----
 
 std::string expected_header(const LOG_file &f) {
-    std::string text = read_file(std::string(ZEB_TEST_DATA) + "/log/header.txt");
+    std::string text = read_file(data_path("log/header.txt"));
     const std::string name = std::filesystem::path(f.filename).filename();
     text = std::regex_replace(text, std::regex("@NAME@"), name);
     return std::regex_replace(text, std::regex("@REVISION@"), g_libzeb2_revision);

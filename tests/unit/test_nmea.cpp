@@ -152,8 +152,7 @@ TEST(Nmea, DateGoesOnPastMidnight) {
 
 TEST(Nmea, ALeapSecondIsATimeAndTheOneBehindItIsNone) {
     const auto fixes_at = [](const std::string &time) {
-        return fixes_of(with_checksum("GPRMC," + time +
-                                      ",A,1000.0,N,02000.0,E,0.0,0.0,311216,,") +
+        return fixes_of(with_checksum("GPRMC," + time + ",A,1000.0,N,02000.0,E,0.0,0.0,311216,,") +
                         "\n");
     };
     const auto fixes = fixes_at("235960.5");
@@ -185,7 +184,7 @@ TEST(Nmea, ImpossibleFieldsStayMissing) {
 // What the receivers of the captured files said, counted by hand with text tools: instants by
 // distinct times, valid ones by an RMC status of A or a GGA quality above 0.
 TEST(Nmea, CountsTheFixesOfCapturedReceivers) {
-    const std::string folder = std::string(ZEB_SOURCE_DIR) + "/../shared/data/nmea/";
+    const std::string folder = zeb::test::source_path("../shared/data/nmea/");
     if (!std::filesystem::exists(folder))
         GTEST_SKIP() << "no captured sentences in ../shared/data/nmea beside the checkout";
     struct Expected {

@@ -433,7 +433,7 @@ struct DialogueStep {
 
 // The fenced blocks "client" and "server" of the page, in their order.
 std::vector<DialogueStep> documented_dialogue() {
-    const std::string page = read_file(ZEB_SOURCE_DIR "/docs/formats/serial.md");
+    const std::string page = read_file(source_path("docs/formats/serial.md"));
     std::vector<DialogueStep> steps;
     for (size_t at = page.find("```"); at != std::string::npos; at = page.find("```", at)) {
         const size_t line_end = page.find('\n', at);

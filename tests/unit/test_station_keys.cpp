@@ -37,7 +37,7 @@ std::vector<const Keys *> all_programs() {
 }
 
 std::vector<std::string> lines_of(const std::string &file) {
-    std::istringstream text(zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + file));
+    std::istringstream text(zeb::test::read_file(zeb::test::source_path(file)));
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line);)
         lines.push_back(line);
@@ -103,7 +103,7 @@ TEST(StationKeys, TheSampleShowsKeysThatThereAreAtTheirDefaults) {
 }
 
 TEST(StationKeys, TheSampleIsGoodForEveryProgram) {
-    FILE *stream = fopen(ZEB_SOURCE_DIR "/etc/zeb.conf", "r");
+    FILE *stream = fopen(zeb::test::source_path("etc/zeb.conf").c_str(), "r");
     const zeb::ConfCheck file = zeb::check_conf(stream);
     fclose(stream);
     for (const auto &finding : check_keys(file, all_programs(), true))

@@ -729,8 +729,9 @@ struct Outcome {
 
 Outcome run_zebgen(const TempDir &dir, const std::string &arguments) {
     const std::string log = dir / "log";
-    const std::string command =
-        "cd " + dir.path() + " && " ZEB_ZEBGEN " " + arguments + " >" + log + " 2>&1";
+    const std::string command = "cd " + dir.path() + " && " +
+                                zeb::test::built_path("src/zebgen/zebgen") + " " + arguments +
+                                " >" + log + " 2>&1";
     const int status = system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(log)};
 }

@@ -523,8 +523,8 @@ struct Outcome {
 
 Outcome run_diff(const TempDir &dir, const std::string &arguments) {
     const std::string log = dir / "log";
-    const std::string command =
-        "cd " + dir.path() + " && " ZEB_ZEBGEN " --diff " + arguments + " >" + log + " 2>&1";
+    const std::string command = "cd " + dir.path() + " && " + built_path("src/zebgen/zebgen") +
+                                " --diff " + arguments + " >" + log + " 2>&1";
     const int status = system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(log)};
 }
@@ -569,8 +569,8 @@ TEST(ZebgenDiffProgram, SaysWhyItCannotCompare) {
     EXPECT_EQ(run_diff(dir, "a.h empty").output, "empty: error: holds no definition header\n");
     EXPECT_EQ(run_diff(dir, "a.h missing.h").output,
               "missing.h: error: cannot be read: No such file or directory\n");
-    const std::string full =
-        "cd " + dir.path() + " && " ZEB_ZEBGEN " --diff a.h a.h --json >/dev/full 2>log";
+    const std::string full = "cd " + dir.path() + " && " + built_path("src/zebgen/zebgen") +
+                             " --diff a.h a.h --json >/dev/full 2>log";
     const int status = system(full.c_str());
     EXPECT_EQ(WEXITSTATUS(status), 2);
     EXPECT_EQ(read_file(dir / "log"), "standard output: error: cannot be written\n");

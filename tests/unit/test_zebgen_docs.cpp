@@ -35,7 +35,7 @@ Catalogue catalogue_of(const std::vector<std::pair<std::string, std::string>> &h
 Catalogue station() {
     std::vector<Input> inputs;
     Catalogue catalogue;
-    EXPECT_TRUE(add_station(ZEB_SOURCE_DIR "/definitions", inputs));
+    EXPECT_TRUE(add_station(zeb::test::source_path("definitions"), inputs));
     EXPECT_TRUE(read_catalogue(inputs, catalogue));
     return catalogue;
 }
@@ -263,7 +263,9 @@ TEST(ZebgenDocs, NoLinkOfTheStationLeadsNowhere) {
 namespace {
 
 int run_zebgen(const TempDir &dir, const std::string &arguments) {
-    const std::string command = "cd " + dir.path() + " && " ZEB_ZEBGEN " " + arguments + " 2>log";
+    const std::string command = "cd " + dir.path() + " && " +
+                                zeb::test::built_path("src/zebgen/zebgen") + " " + arguments +
+                                " 2>log";
     const int status = system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

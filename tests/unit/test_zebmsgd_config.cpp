@@ -67,7 +67,7 @@ TEST(ZebmsgdConfig, EveryKeyIsRead) {
 
 // The keys of the sample configuration with their values, each shown behind a "#".
 std::map<std::string, std::string> sample_keys() {
-    std::istringstream sample(zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/etc/zeb.conf"));
+    std::istringstream sample(zeb::test::read_file(zeb::test::source_path("etc/zeb.conf")));
     std::map<std::string, std::string> keys;
     for (std::string line; std::getline(sample, line);)
         if (line.rfind("#Server;", 0) == 0)
@@ -96,7 +96,7 @@ TEST(ZebmsgdConfig, TheSampleConfigurationShowsEveryKeyAtItsDefault) {
 
 TEST(ZebmsgdConfig, EveryKeyOfTheSampleIsInTheManualPage) {
     const std::string manual =
-        zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/src/zebmsgd/zebmsgd.8");
+        zeb::test::read_file(zeb::test::source_path("src/zebmsgd/zebmsgd.8"));
     for (const auto &[key, value] : sample_keys())
         EXPECT_THAT(manual, HasSubstr(".B " + key + "\n"));
 }

@@ -96,7 +96,7 @@ TEST(ZebserialdConfig, EveryKeyOfAPortIsRead) {
 
 // The keys of the sample configuration with their values, each shown behind a "#".
 std::map<std::string, std::string> sample_keys() {
-    std::istringstream sample(zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/etc/zeb.conf"));
+    std::istringstream sample(zeb::test::read_file(zeb::test::source_path("etc/zeb.conf")));
     std::map<std::string, std::string> keys;
     for (std::string line; std::getline(sample, line);)
         if (line.rfind("#Serial;", 0) == 0 || line.rfind("#Port;GPS;", 0) == 0)
@@ -141,7 +141,7 @@ TEST(ZebserialdConfig, TheShownLinesOfTheSampleAreAccepted) {
 
 TEST(ZebserialdConfig, EveryKeyOfTheSampleIsInTheManualPage) {
     const std::string manual =
-        zeb::test::read_file(std::string(ZEB_SOURCE_DIR) + "/src/zebseriald/zebseriald.8");
+        zeb::test::read_file(zeb::test::source_path("src/zebseriald/zebseriald.8"));
     for (const auto &[key, value] : sample_keys())
         EXPECT_THAT(manual, HasSubstr(".B " + key + "\n"));
 }
