@@ -59,7 +59,7 @@ clean=${XDG_CACHE_HOME:-${HOME:-$build}/.cache}/zeb2/analysis
 mkdir -p "$clean" 2>/dev/null && [ -w "$clean" ] || clean=$build/analysis
 mkdir -p "$clean"
 find "$clean" -type f -mtime +30 -delete
-checks=$(cat .clang-tidy <(clang-tidy --version))
+checks=$(cat .clang-tidy scripts/analyse.sh <(clang-tidy --version) | sha1sum)
 # Each unit that was built and the files of this tree that it reads, in a line.
 reads=$build/analysis_reads
 ninja -C "$build" -t deps | sed "s|^    $build/|    |; s|^    $PWD/|    |; s|^    \(\.\./\)*src/|    src/|" |
